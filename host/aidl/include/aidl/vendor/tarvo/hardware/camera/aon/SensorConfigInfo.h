@@ -1,0 +1,42 @@
+// Host equivalent of the record the aidl NDK backend generates from SensorConfigInfo.aidl.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <vector>
+
+#include <aidl/vendor/tarvo/hardware/camera/aon/ToString.h>
+
+namespace aidl::vendor::tarvo::hardware::camera::aon {
+
+class SensorConfigInfo {
+  public:
+    typedef std::false_type fixed_size;
+    static constexpr const char* descriptor = "vendor.tarvo.hardware.camera.aon.SensorConfigInfo";
+
+    int32_t sensorId = 0;
+    int32_t frameWidth = 0;
+    int32_t frameHeight = 0;
+    int32_t fps = 0;
+    int32_t extraParam0 = 0;
+    int32_t extraParam1 = 0;
+    int32_t serviceType = 0;
+    int32_t deliveryMode = 0;
+
+    inline auto tie() const { return std::tie(sensorId, frameWidth, frameHeight, fps, extraParam0, extraParam1, serviceType, deliveryMode); }
+
+    inline bool operator==(const SensorConfigInfo& rhs) const { return tie() == rhs.tie(); }
+    inline bool operator!=(const SensorConfigInfo& rhs) const { return tie() != rhs.tie(); }
+    inline bool operator<(const SensorConfigInfo& rhs) const { return tie() < rhs.tie(); }
+    inline bool operator>(const SensorConfigInfo& rhs) const { return tie() > rhs.tie(); }
+    inline bool operator<=(const SensorConfigInfo& rhs) const { return tie() <= rhs.tie(); }
+    inline bool operator>=(const SensorConfigInfo& rhs) const { return tie() >= rhs.tie(); }
+
+    inline std::string toString() const {
+        return std::string("SensorConfigInfo{") + "sensorId: " + internal::ToString(sensorId) + ", " + "frameWidth: " + internal::ToString(frameWidth) + ", " + "frameHeight: " + internal::ToString(frameHeight) + ", " + "fps: " + internal::ToString(fps) + ", " + "extraParam0: " + internal::ToString(extraParam0) + ", " + "extraParam1: " + internal::ToString(extraParam1) + ", " + "serviceType: " + internal::ToString(serviceType) + ", " + "deliveryMode: " + internal::ToString(deliveryMode) + "}";
+    }
+};
+
+}  // namespace aidl::vendor::tarvo::hardware::camera::aon

@@ -1,0 +1,12 @@
+///////////////////////////////////////////////////////////////////////////////
+// THIS FILE IS IMMUTABLE. DO NOT EDIT IN ANY CASE.                          //
+///////////////////////////////////////////////////////////////////////////////
+
+package vendor.tarvo.hardware.camera.aon;
+
+@VintfStability
+parcelable FrameInfo {
+    int width;
+    int height;
+    int[] fpsList;
+}

@@ -1,0 +1,52 @@
+// Captures the lines written to the Android log while an instance is alive, for assertions on
+// priority, tag and the exact formatted text.
+#pragma once
+
+#include <android/log.h>
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace aon_test {
+
+struct LogLine {
+    int priority;
+    std::string tag;
+    std::string text;
+
+    bool operator==(const LogLine& other) const {
+        return priority == other.priority && tag == other.tag && text == other.text;
+    }
+};
+
+std::ostream& operator<<(std::ostream& out, const LogLine& line);
+
+// Installs itself as liblog's logger (minimum priority VERBOSE) and restores the default logger
+// when destroyed. Only one may be alive at a time.
+class LogCapture {
+  public:
+    LogCapture();
+    ~LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    std::vector<LogLine> lines() const;
+    // Lines with tag "AONLog_HAL" whose text starts with "<className>: ", prefix removed.
+    std::vector<LogLine> linesOf(const std::string& className) const;
+    // Whether a line with exactly this priority, tag and text was written.
+    bool contains(int priority, const std::string& tag, const std::string& text) const;
+    // Same, with tag "AONLog_HAL" and the "<className>: " prefix added to `text`.
+    bool hasLine(int priority, const std::string& className, const std::string& text) const {
+        return contains(priority, "AONLog_HAL", className + ": " + text);
+    }
+    size_t count(const std::string& text) const;  // lines whose text is exactly `text`
+    void clear();
+
+  private:
+    static void Logger(const struct __android_log_message* message);
+    mutable std::mutex mLock;
+    std::vector<LogLine> mLines;
+};
+
+}  // namespace aon_test

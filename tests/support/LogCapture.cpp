@@ -27,12 +27,12 @@ LogCapture::~LogCapture() {
     gActive = nullptr;
 }
 
-void LogCapture::Logger(const struct __android_log_message* message) {
+void LogCapture::Logger(const struct __android_logger_data* data, const char* message) {
     std::lock_guard<std::mutex> guard(gActiveLock);
     if (gActive == nullptr) return;
     std::lock_guard<std::mutex> lines(gActive->mLock);
-    gActive->mLines.push_back({message->priority, message->tag ? message->tag : "",
-                               message->message ? message->message : ""});
+    gActive->mLines.push_back(
+            {data->priority, data->tag ? data->tag : "", message ? message : ""});
 }
 
 std::vector<LogLine> LogCapture::lines() const {

@@ -44,7 +44,7 @@ class LogCapture {
     void clear();
 
   private:
-    static void Logger(const struct __android_log_message* message);
+    static void Logger(const struct __android_logger_data* data, const char* message);
     mutable std::mutex mLock;
     std::vector<LogLine> mLines;
 };

@@ -1,0 +1,71 @@
+// The client proxy of IAONServiceCallBack: each call is a synchronous transaction to the object
+// behind the binder.
+#include <aidl/vendor/tarvo/hardware/camera/aon/BpAONServiceCallBack.h>
+
+#include "host/binder_transport.h"
+
+namespace aidl::vendor::tarvo::hardware::camera::aon {
+
+BpAONServiceCallBack::BpAONServiceCallBack(const ::ndk::SpAIBinder& binder)
+    : BpCInterface(binder) {}
+
+BpAONServiceCallBack::~BpAONServiceCallBack() = default;
+
+::ndk::ScopedAStatus BpAONServiceCallBack::onAONEvent(int64_t in_clientHandle,
+                                                      const AONCallBackInfo& in_info) {
+    return host::Transact<IAONServiceCallBack>(asBinder(), [&](IAONServiceCallBack& callee) {
+        const AONCallBackInfo info = in_info;  // the callee's own copy, as after unparcelling
+        return callee.onAONEvent(in_clientHandle, info);
+    });
+}
+
+::ndk::ScopedAStatus BpAONServiceCallBack::onAONSensorEvent(int64_t in_clientHandle,
+                                                            const AONSensorStateInfo& in_info) {
+    return host::Transact<IAONServiceCallBack>(asBinder(), [&](IAONServiceCallBack& callee) {
+        const AONSensorStateInfo info = in_info;
+        return callee.onAONSensorEvent(in_clientHandle, info);
+    });
+}
+
+::ndk::ScopedAStatus BpAONServiceCallBack::getInterfaceVersion(int32_t* _aidl_return) {
+    {
+        std::lock_guard<std::mutex> guard(mCacheLock);
+        if (mCachedVersion != -1) {
+            *_aidl_return = mCachedVersion;
+            return ::ndk::ScopedAStatus::ok();
+        }
+    }
+    int32_t version = 0;
+    ::ndk::ScopedAStatus status = host::Transact<IAONServiceCallBack>(
+            asBinder(), [&](IAONServiceCallBack& callee) {
+                return callee.getInterfaceVersion(&version);
+            });
+    if (status.isOk()) {
+        std::lock_guard<std::mutex> guard(mCacheLock);
+        mCachedVersion = version;
+        *_aidl_return = version;
+    }
+    return status;
+}
+
+::ndk::ScopedAStatus BpAONServiceCallBack::getInterfaceHash(std::string* _aidl_return) {
+    {
+        std::lock_guard<std::mutex> guard(mCacheLock);
+        if (mCachedHash != "-1") {
+            *_aidl_return = mCachedHash;
+            return ::ndk::ScopedAStatus::ok();
+        }
+    }
+    std::string hash;
+    ::ndk::ScopedAStatus status = host::Transact<IAONServiceCallBack>(
+            asBinder(),
+            [&](IAONServiceCallBack& callee) { return callee.getInterfaceHash(&hash); });
+    if (status.isOk()) {
+        std::lock_guard<std::mutex> guard(mCacheLock);
+        mCachedHash = hash;
+        *_aidl_return = hash;
+    }
+    return status;
+}
+
+}  // namespace aidl::vendor::tarvo::hardware::camera::aon

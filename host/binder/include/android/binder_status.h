@@ -1,0 +1,82 @@
+// Host stand-in for libbinder_ndk's statuses: the same codes, values and functions as on a device.
+#pragma once
+
+#include <errno.h>
+#include <stdbool.h>
+#include <stdint.h>
+#include <sys/cdefs.h>
+
+__BEGIN_DECLS
+
+// Low-level status codes (transport or binder object state).
+enum {
+    STATUS_OK = 0,
+    STATUS_UNKNOWN_ERROR = (-2147483647 - 1),
+    STATUS_NO_MEMORY = -ENOMEM,
+    STATUS_INVALID_OPERATION = -ENOSYS,
+    STATUS_BAD_VALUE = -EINVAL,
+    STATUS_BAD_TYPE = (STATUS_UNKNOWN_ERROR + 1),
+    STATUS_NAME_NOT_FOUND = -ENOENT,
+    STATUS_PERMISSION_DENIED = -EPERM,
+    STATUS_NO_INIT = -ENODEV,
+    STATUS_ALREADY_EXISTS = -EEXIST,
+    STATUS_DEAD_OBJECT = -EPIPE,
+    STATUS_FAILED_TRANSACTION = (STATUS_UNKNOWN_ERROR + 2),
+    STATUS_BAD_INDEX = -EOVERFLOW,
+    STATUS_NOT_ENOUGH_DATA = -ENODATA,
+    STATUS_WOULD_BLOCK = -EWOULDBLOCK,
+    STATUS_TIMED_OUT = -ETIMEDOUT,
+    STATUS_UNKNOWN_TRANSACTION = -EBADMSG,
+    STATUS_FDS_NOT_ALLOWED = (STATUS_UNKNOWN_ERROR + 7),
+    STATUS_UNEXPECTED_NULL = (STATUS_UNKNOWN_ERROR + 8),
+};
+typedef int32_t binder_status_t;
+
+// Exceptions carried back to the caller of a transaction.
+enum {
+    EX_NONE = 0,
+    EX_SECURITY = -1,
+    EX_BAD_PARCELABLE = -2,
+    EX_ILLEGAL_ARGUMENT = -3,
+    EX_NULL_POINTER = -4,
+    EX_ILLEGAL_STATE = -5,
+    EX_NETWORK_MAIN_THREAD = -6,
+    EX_UNSUPPORTED_OPERATION = -7,
+    EX_SERVICE_SPECIFIC = -8,
+    EX_PARCELABLE = -9,
+    EX_HAS_REPLY_HEADER = -128,
+    EX_TRANSACTION_FAILED = -129,
+};
+typedef int32_t binder_exception_t;
+
+// The result of a transaction: an exception (EX_NONE when ok), a service-specific error or a
+// transport status, and an optional message. Owned by the caller, freed with AStatus_delete.
+struct AStatus;
+typedef struct AStatus AStatus;
+
+AStatus* AStatus_newOk(void);
+// Unknown exception codes become EX_TRANSACTION_FAILED.
+AStatus* AStatus_fromExceptionCode(binder_exception_t exception);
+AStatus* AStatus_fromExceptionCodeWithMessage(binder_exception_t exception, const char* message);
+// Exception EX_SERVICE_SPECIFIC carrying `serviceSpecific`.
+AStatus* AStatus_fromServiceSpecificError(int32_t serviceSpecific);
+AStatus* AStatus_fromServiceSpecificErrorWithMessage(int32_t serviceSpecific, const char* message);
+// STATUS_OK is ok; any other status is exception EX_TRANSACTION_FAILED carrying the status
+// (unknown values become STATUS_UNKNOWN_ERROR).
+AStatus* AStatus_fromStatus(binder_status_t status);
+
+bool AStatus_isOk(const AStatus* status);
+binder_exception_t AStatus_getExceptionCode(const AStatus* status);
+// The code when the exception is EX_SERVICE_SPECIFIC, otherwise 0.
+int32_t AStatus_getServiceSpecificError(const AStatus* status);
+// The status when the exception is EX_TRANSACTION_FAILED, otherwise STATUS_OK.
+binder_status_t AStatus_getStatus(const AStatus* status);
+// The message ("" when none), valid as long as the status.
+const char* AStatus_getMessage(const AStatus* status);
+// "No error", or "Status(<exception>, <EX_NAME>): '[<code>: ]<message>'"; free with
+// AStatus_deleteDescription.
+const char* AStatus_getDescription(const AStatus* status);
+void AStatus_deleteDescription(const char* description);
+void AStatus_delete(AStatus* status);
+
+__END_DECLS

@@ -1,0 +1,68 @@
+// gMock matchers for ndk::ScopedAStatus that print the status description when they fail:
+//     EXPECT_THAT(service->startService(1, 1), IsOk());
+//     EXPECT_THAT(status, ServiceSpecificErrorIs(1, "aon manager is null"));
+//     EXPECT_THAT(status, ExceptionIs(EX_ILLEGAL_ARGUMENT));
+#pragma once
+
+#include <android/binder_auto_utils.h>
+#include <android/binder_status.h>
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <ostream>
+#include <string>
+
+namespace ndk {
+
+// Lets gtest print a status in failure messages.
+inline void PrintTo(const ScopedAStatus& status, std::ostream* out) {
+    *out << (status.get() == nullptr ? std::string("(null status)") : status.getDescription());
+}
+
+}  // namespace ndk
+
+namespace aon_test {
+
+MATCHER(IsOk, negation ? "is not an ok status" : "is an ok status") {
+    if (arg.get() == nullptr) {
+        *result_listener << "the status is null";
+        return false;
+    }
+    *result_listener << "the status is " << arg.getDescription();
+    return arg.isOk();
+}
+
+MATCHER_P(ExceptionIs, exception,
+          std::string(negation ? "has no" : "has") + " exception " + std::to_string(exception)) {
+    if (arg.get() == nullptr) {
+        *result_listener << "the status is null";
+        return false;
+    }
+    *result_listener << "the status is " << arg.getDescription();
+    return arg.getExceptionCode() == exception;
+}
+
+MATCHER_P(ServiceSpecificErrorIs, code,
+          std::string(negation ? "is not" : "is") + " service-specific error " +
+                  std::to_string(code)) {
+    if (arg.get() == nullptr) {
+        *result_listener << "the status is null";
+        return false;
+    }
+    *result_listener << "the status is " << arg.getDescription();
+    return arg.getExceptionCode() == EX_SERVICE_SPECIFIC && arg.getServiceSpecificError() == code;
+}
+
+MATCHER_P2(ServiceSpecificErrorIs, code, message,
+           std::string(negation ? "is not" : "is") + " service-specific error " +
+                   std::to_string(code) + " with message \"" + std::string(message) + "\"") {
+    if (arg.get() == nullptr) {
+        *result_listener << "the status is null";
+        return false;
+    }
+    *result_listener << "the status is " << arg.getDescription();
+    return arg.getExceptionCode() == EX_SERVICE_SPECIFIC &&
+           arg.getServiceSpecificError() == code && std::string(arg.getMessage()) == message;
+}
+
+}  // namespace aon_test

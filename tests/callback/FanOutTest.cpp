@@ -1,0 +1,142 @@
+// Delivery of detector events and sensor states to the registered client.
+#include <aidl/vendor/tarvo/hardware/camera/aon/AONResult.h>
+#include <aidl/vendor/tarvo/hardware/camera/aon/AONResultValue.h>
+#include <android/binder_interface_utils.h>
+#include <android/binder_status.h>
+#include <host/binder_control.h>
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <ostream>
+#include <string>
+#include <thread>
+
+#include "tests/callback/GatedCallback.h"
+#include "tests/callback/RegistryFixture.h"
+
+namespace aon_test {
+namespace {
+
+using ::aidl::vendor::tarvo::hardware::camera::aon::AONResult;
+using ::aidl::vendor::tarvo::hardware::camera::aon::AONResultValue;
+using tarvo::aon::RemoteCallbackManager;
+
+AONCallBackInfo FaceEvent() {
+    AONCallBackInfo info;
+    info.serviceType = 2;
+    AONResult frameId;
+    frameId.key = 0;
+    frameId.value = AONResultValue::make<AONResultValue::Tag::intValue>(77);
+    info.results.push_back(frameId);
+    return info;
+}
+
+TEST_F(RemoteCallbackManagerTest, RecordsReachTheClientOnlyWhileItAnswersPings) {
+    RemoteCallback client = MakeRemoteCallback();
+    long handle = 0;
+    ASSERT_EQ(0, mRegistry->RegisterClient(client.proxy, &handle));
+    AONCallBackInfo event = FaceEvent();
+    AONSensorStateInfo started = SensorState(2, 1);
+
+    // Delivered synchronously on the caller's thread, each with the client's own handle.
+    mRegistry->OnAONEvent(event);
+    mRegistry->OnAONSensorEvent(started);
+    ASSERT_EQ(1u, client.fake->eventCount());
+    EXPECT_EQ(1, client.fake->events()[0].clientHandle);
+    EXPECT_EQ(event, client.fake->events()[0].info);
+    ASSERT_EQ(1u, client.fake->sensorEventCount());
+    EXPECT_EQ(1, client.fake->sensorEvents()[0].clientHandle);
+    EXPECT_EQ(started, client.fake->sensorEvents()[0].info);
+    EXPECT_TRUE(logged(ANDROID_LOG_INFO, "OnAONSensorEvent:sensorId:2, state:1"));
+
+    host::SetPingStatus(client.binder.get(), STATUS_FAILED_TRANSACTION);
+    mRegistry->OnAONEvent(event);
+    mRegistry->OnAONSensorEvent(started);
+    EXPECT_EQ(1u, client.fake->eventCount());
+    EXPECT_EQ(1u, client.fake->sensorEventCount());
+    EXPECT_TRUE(mRegistry->CheckClientHandleRegistered(1));
+}
+
+// OnAONEvent only tries the registry's mutex and loses the event when it is busy; OnAONSensorEvent
+// waits for it. The registered client is wrapped in a GatedCallback: each operation below reads
+// the client's binder with the mutex held, so while the gate keeps that read waiting, the mutex is
+// held by the operation on the holder thread.
+struct LockHolder {
+    const char* name;
+    std::function<void(RemoteCallbackManager&, const RemoteCallback&)> run;
+    bool clientStays;
+};
+
+void PrintTo(const LockHolder& holder, std::ostream* out) {
+    *out << holder.name;
+}
+
+class BusyRegistryTest : public RemoteCallbackManagerTest,
+                         public ::testing::WithParamInterface<LockHolder> {};
+
+TEST_P(BusyRegistryTest, EventIsDroppedWhileSensorStateWaits) {
+    RemoteCallback client = MakeRemoteCallback();
+    auto gated = ndk::SharedRefBase::make<GatedCallback>(client.proxy);
+    long handle = 0;
+    ASSERT_EQ(0, mRegistry->RegisterClient(gated, &handle));
+
+    gated->close();
+    std::thread holder([&] { GetParam().run(*mRegistry, client); });
+    const bool held = gated->waitForWaiter();
+    std::future<void> sensorEvent;
+    if (held) {
+        AONCallBackInfo event = FaceEvent();
+        mRegistry->OnAONEvent(event);
+        sensorEvent = std::async(std::launch::async, [this] {
+            AONSensorStateInfo started = SensorState(2, 1);
+            mRegistry->OnAONSensorEvent(started);
+        });
+        EXPECT_EQ(std::future_status::timeout,
+                  sensorEvent.wait_for(std::chrono::milliseconds(100)))
+                << "OnAONSensorEvent did not wait for the busy registry";
+    }
+    gated->open();
+    holder.join();
+    ASSERT_TRUE(held) << GetParam().name << " never read the client's binder";
+    ASSERT_EQ(std::future_status::ready, sensorEvent.wait_for(std::chrono::seconds(5)));
+
+    EXPECT_TRUE(logged(ANDROID_LOG_WARN, "OnAONEvent try_lock failed"));
+    EXPECT_EQ(0u, client.fake->eventCount());
+    if (GetParam().clientStays) {
+        EXPECT_EQ(1u, client.fake->sensorEventCount());
+        AONCallBackInfo event = FaceEvent();
+        mRegistry->OnAONEvent(event);
+        EXPECT_EQ(1u, client.fake->eventCount());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Holders, BusyRegistryTest,
+        ::testing::Values(
+                LockHolder{"RegisterClient",
+                           [](RemoteCallbackManager& registry, const RemoteCallback&) {
+                               RemoteCallback other = MakeRemoteCallback(kClientPid + 1);
+                               long handle = 0;
+                               EXPECT_EQ(-2, registry.RegisterClient(other.proxy, &handle));
+                           },
+                           true},
+                LockHolder{"UnregisterClient",
+                           [](RemoteCallbackManager& registry, const RemoteCallback&) {
+                               EXPECT_EQ(0, registry.UnregisterClient(1));
+                           },
+                           false},
+                LockHolder{"Clear",
+                           [](RemoteCallbackManager& registry, const RemoteCallback&) {
+                               registry.Clear();
+                           },
+                           false},
+                LockHolder{"Death",
+                           [](RemoteCallbackManager&, const RemoteCallback& client) {
+                               host::KillProcess(client.pid);
+                           },
+                           false}),
+        [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace aon_test

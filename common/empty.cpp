@@ -1,1 +1,1 @@
-// libtcam_hal_aon is linked from the subsystem libraries as whole archives; CMake wants one source.
+// libtcam_hal_aon.so is linked from the subsystem archives; CMake wants one source of its own.

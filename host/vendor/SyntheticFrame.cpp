@@ -1,0 +1,145 @@
+#include "host/SyntheticFrame.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+namespace host {
+namespace {
+
+using namespace tarvo::aon;
+
+// A triangle wave from 0 to `amplitude` and back over `period` steps: integer only, so that frames
+// are the same on every machine.
+int32_t Triangle(uint32_t step, uint32_t period, int32_t amplitude) {
+    const uint32_t phase = step % period;
+    const uint32_t half = period / 2;
+    const uint32_t rising = phase < half ? phase : period - phase;
+    return static_cast<int32_t>(static_cast<int64_t>(rising) * amplitude / half);
+}
+
+// Where the simulated face is in this frame, in pixels.
+struct FaceBox {
+    int32_t left = 0;
+    int32_t top = 0;
+    int32_t size = 0;
+};
+
+FaceBox FaceOf(const SyntheticFrameSpec& spec) {
+    FaceBox face;
+    const int32_t width = static_cast<int32_t>(spec.width);
+    const int32_t height = static_cast<int32_t>(spec.height);
+    face.size = std::max(2, std::min(width, height) / 4);
+    face.left = Triangle(spec.frameId, 64, std::max(0, width - face.size));
+    face.top = Triangle(spec.frameId + 16, 40, std::max(0, height - face.size));
+    return face;
+}
+
+void FillImage(EventBuilder& builder, const SyntheticFrameSpec& spec, uint32_t rows) {
+    uint8_t* data = builder.imageData(ImageBlock::kImage);
+    const uint32_t width = spec.width;
+    const FaceBox face = FaceOf(spec);
+    const uint32_t shift = spec.frameId * 4;
+    // Y: diagonal bars sliding to the right, the face a bright square with a dark rim.
+    for (uint32_t y = 0; y < rows; ++y) {
+        uint8_t* row = data + static_cast<size_t>(y) * width;
+        for (uint32_t x = 0; x < width; ++x) {
+            row[x] = static_cast<uint8_t>(16 + ((x + y / 2 + width - shift % width) % 64) * 3);
+        }
+        const int32_t dy = static_cast<int32_t>(y) - face.top;
+        if (dy < 0 || dy >= face.size) continue;
+        const int32_t right = std::min<int32_t>(face.left + face.size, static_cast<int32_t>(width));
+        for (int32_t x = face.left; x < right; ++x) {
+            const bool rim = dy < 2 || dy >= face.size - 2 || x < face.left + 2 || x >= right - 2;
+            row[x] = rim ? 16 : 235;
+        }
+    }
+    // UV (interleaved, U first): eight colour bars, neutral under the face.
+    uint8_t* chroma = data + static_cast<size_t>(width) * rows;
+    static const std::array<std::pair<uint8_t, uint8_t>, 8> kBars = {{{128, 128},
+                                                                      {44, 142},
+                                                                      {156, 44},
+                                                                      {72, 58},
+                                                                      {184, 198},
+                                                                      {100, 212},
+                                                                      {212, 114},
+                                                                      {128, 128}}};
+    for (uint32_t y = 0; y < rows / 2; ++y) {
+        uint8_t* row = chroma + static_cast<size_t>(y) * width;
+        for (uint32_t x = 0; x + 1 < width; x += 2) {
+            const auto& bar = kBars[(x * 8) / width];
+            const bool inFace = static_cast<int32_t>(x) >= face.left &&
+                                static_cast<int32_t>(x) < face.left + face.size &&
+                                static_cast<int32_t>(y * 2) >= face.top &&
+                                static_cast<int32_t>(y * 2) < face.top + face.size;
+            row[x] = inFace ? 128 : bar.first;
+            row[x + 1] = inFace ? 128 : bar.second;
+        }
+    }
+}
+
+void FillDetectors(EventBuilder& builder, const SyntheticFrameSpec& spec) {
+    const FaceBox face = FaceOf(spec);
+    const float width = static_cast<float>(std::max(1u, spec.width));
+    const float height = static_cast<float>(std::max(1u, spec.height));
+    const float left = static_cast<float>(face.left) / width;
+    const float top = static_cast<float>(face.top) / height;
+    const float right = static_cast<float>(face.left + face.size) / width;
+    const float bottom = static_cast<float>(face.top + face.size) / height;
+    const float yaw = static_cast<float>(Triangle(spec.frameId, 48, 60) - 30);
+    const float pitch = static_cast<float>(Triangle(spec.frameId + 8, 32, 30) - 15);
+    const float roll = static_cast<float>(Triangle(spec.frameId + 4, 24, 20) - 10);
+    const float score = 0.90f + static_cast<float>(spec.frameId % 10) / 100.0f;
+
+    if (spec.serviceType & kServiceTypeFusion) {
+        // Item: class id (1 face, 2 person), box, score, head pose; a person every other frame.
+        std::vector<FusionItem> items(1 + spec.frameId % 2);
+        items[0].word0 = 1;
+        items[0].words = {left, top, right, bottom, score, yaw, pitch, roll};
+        if (items.size() > 1) {
+            items[1].word0 = 2;
+            items[1].words = {std::max(0.0f, left - 0.05f), top, std::min(1.0f, right + 0.05f),
+                              1.0f, 0.8f};
+        }
+        builder.fusion(static_cast<uint32_t>(items.size()), 0.0f, items);
+    }
+    if (spec.serviceType & kServiceTypeFaceAngle) {
+        builder.faceAngle({yaw, pitch, roll, left, top, right, bottom, score,
+                           (left + right) / 2, (top + bottom) / 2, 0, 0, 0, 0});
+    }
+    if (spec.serviceType & kServiceTypeGaze) {
+        const float gazeX = yaw / 90.0f;
+        const float gazeY = pitch / 90.0f;
+        builder.gaze({gazeX, gazeY, -1.0f, score, (left + right) / 2, (top + bottom) / 2});
+    }
+    if (spec.serviceType & kServiceTypeFaceFeature) {
+        // The same face every frame, give or take the sensor noise.
+        std::array<uint8_t, kFaceFeatureResultBytes> feature{};
+        for (size_t i = 0; i < feature.size(); ++i) {
+            feature[i] = static_cast<uint8_t>(i * 37 + 11 + (spec.frameId + i) % 3);
+        }
+        builder.faceFeature(feature);
+    }
+}
+
+}  // namespace
+
+uint32_t FillSyntheticFrame(EventBuilder& builder, const SyntheticFrameSpec& spec) {
+    builder.reset();
+    builder.frame(spec.frameId, spec.width, spec.height)
+            .serviceType(spec.serviceType)
+            .fullApuOutputSize();
+    FillDetectors(builder, spec);
+    if (spec.width == 0 || spec.height == 0) return 0;
+    const size_t capacity = EventBuilder::ImageCapacity(ImageBlock::kImage);
+    // Whole row pairs of Y and UV that fit in the block.
+    const size_t rowPairBytes = static_cast<size_t>(spec.width) * 3;
+    const uint32_t rows = static_cast<uint32_t>(
+            std::min<size_t>(spec.height / 2, capacity / rowPairBytes) * 2);
+    if (rows == 0) return 0;
+    builder.image(ImageBlock::kImage, spec.width, rows, {});
+    FillImage(builder, spec, rows);
+    return rows;
+}
+
+}  // namespace host

@@ -1,0 +1,185 @@
+// Subscribe, start and stop: the user_param handed to the stream, replacing a running stream,
+// and failures of the vendor.
+#include <cutils/properties.h>
+
+#include <cstdio>
+
+#include "manager/SensorIds.h"
+#include "tests/manager/ManagerTest.h"
+
+namespace aon_test {
+namespace {
+
+using host::AovCall;
+using tarvo::aon::SensorConfig;
+
+Notified Start(int sensorId) { return {ManagerCallKind::kServiceStart, sensorId}; }
+Notified Stop(int sensorId) { return {ManagerCallKind::kServiceStop, sensorId}; }
+
+struct UserParamCase {
+    const char* name;
+    int32_t mode;
+    const char* mainDepth;  // property values; null leaves the property unset
+    const char* subDepth;
+    const char* debugMode;
+    int32_t fps;
+    int32_t requestedFps;
+    uint32_t mainFormat;
+    uint32_t subFormat;
+    uint32_t debugFlag;
+    const char* warning;  // expected WARN line, or null
+};
+
+class AONManagerUserParamTest : public ManagerTest,
+                                public ::testing::WithParamInterface<UserParamCase> {};
+
+TEST_P(AONManagerUserParamTest, InitReceivesConfigurationAtItsOffsets) {
+    const UserParamCase& c = GetParam();
+    if (c.mainDepth) property_set("vendor.debug.camera.utils.AovBitDepth.Main", c.mainDepth);
+    if (c.subDepth) property_set("vendor.debug.camera.utils.AovBitDepth.Sub", c.subDepth);
+    if (c.debugMode) property_set("vendor.debug.camera.utils.AovDebugMode", c.debugMode);
+    ASSERT_EQ(0, mManager->SubscribeSensor({3, 640, 480, 30, 0x3F, c.mode}));
+    ASSERT_EQ(0, mManager->StartService(0x5));
+
+    const std::vector<host::AovCallRecord> inits = mStream.CallsOf(AovCall::kInit);
+    ASSERT_EQ(1u, inits.size());
+    const auto& bytes = inits[0].paramBytes;
+    struct Field {
+        size_t offset;
+        uint32_t value;
+    };
+    const Field fields[] = {{4, 3},        {44, c.mainFormat},  {56, c.subFormat},
+                            {60, uint32_t(c.fps)}, {64, 0x5},   {72, c.debugFlag},
+                            {144, uint32_t(c.requestedFps)},    {200, 640}, {204, 480}};
+    std::array<bool, sizeof(user_param)> written{};
+    for (const Field& field : fields) {
+        EXPECT_EQ(field.value, FieldAt(bytes, field.offset)) << "offset " << field.offset;
+        for (size_t i = 0; i < 4; ++i) written[field.offset + i] = true;
+    }
+    // The callback: the manager itself as IAOVStreamCallback, with its control block.
+    IAOVStreamCallback* self = mManager.get();
+    void* object = nullptr;
+    void* control = nullptr;
+    std::memcpy(&object, bytes.data() + 208, sizeof(object));
+    std::memcpy(&control, bytes.data() + 216, sizeof(control));
+    EXPECT_EQ(static_cast<void*>(self), object);
+    EXPECT_NE(nullptr, control);
+    for (size_t i = 0; i < 208; ++i) {
+        if (!written[i]) {
+            EXPECT_EQ(0, bytes[i]) << "byte " << i << " must stay zero";
+        }
+    }
+
+    char callbackLine[96];
+    std::snprintf(callbackLine, sizeof(callbackLine), "debug_mode=%u, AovStreamCallback=%p",
+                  c.debugFlag, static_cast<void*>(self));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, callbackLine));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO,
+                        "start sensor->id:3, t:5, w:640, h:480, f:" + std::to_string(c.fps)));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "start sensor success:5"));
+    EXPECT_EQ(c.mode != 1, HasLine(ANDROID_LOG_INFO, "open md mode, change 30 fps to 2 "));
+    if (c.warning) {
+        EXPECT_TRUE(HasLine(ANDROID_LOG_WARN, c.warning));
+    }
+    EXPECT_EQ(0x5, mManager->GetServiceTypeStarted());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+        Configurations, AONManagerUserParamTest,
+        ::testing::Values(
+                UserParamCase{"NormalModeDefaults", 1, nullptr, nullptr, nullptr, 30, 0, 0x1000,
+                              0x1000, 0, nullptr},
+                UserParamCase{"MotionDetectionForcesTwoFps", 0, nullptr, nullptr, nullptr, 2, 30,
+                              0x1000, 0x1000, 0, nullptr},
+                UserParamCase{"OtherModeIsMotionDetection", 2, nullptr, nullptr, nullptr, 2, 30,
+                              0x1000, 0x1000, 0, nullptr},
+                UserParamCase{"TenAndTwelveBitDepths", 1, "10", "12", nullptr, 30, 0, 0x2019,
+                              0x201E, 0, nullptr},
+                UserParamCase{"UnknownDepthFallsBackInHex", 1, "8", "26", nullptr, 30, 0, 0x1000,
+                              0x1000, 0, "unknown depth=1a"},
+                UserParamCase{"DepthNine", 1, "9", nullptr, nullptr, 30, 0, 0x1000, 0x1000, 0,
+                              "unknown depth=9"},
+                UserParamCase{"DebugModeOne", 1, nullptr, nullptr, "1", 30, 0, 0x1000, 0x1000, 1,
+                              nullptr},
+                UserParamCase{"DebugModeAboveOne", 1, nullptr, nullptr, "3", 30, 0, 0x1000, 0x1000,
+                              1, nullptr},
+                UserParamCase{"DebugModeZero", 1, nullptr, nullptr, "0", 30, 0, 0x1000, 0x1000, 0,
+                              nullptr}),
+        [](const ::testing::TestParamInfo<UserParamCase>& info) { return info.param.name; });
+
+class AONManagerStartTest : public ManagerTest {
+  protected:
+    void SetUp() override {
+        ManagerTest::SetUp();
+        ASSERT_EQ(0, mManager->RegisterClient(mCallback));
+        Subscribe(0);
+    }
+};
+
+TEST_F(AONManagerStartTest, SecondStartReplacesStreamSendingOnlyServiceStart) {
+    ASSERT_EQ(0, mManager->StartService(1));
+    ASSERT_EQ(0, mManager->StartService(3));
+
+    EXPECT_TRUE(HasLine(ANDROID_LOG_WARN,
+                        "AovStream is running with sensorId 0, please stop() the previous stream "
+                        "before start() a new one."));
+    std::vector<AovCall> sequence;
+    for (const auto& call : mStream.Calls()) sequence.push_back(call.call);
+    EXPECT_EQ((std::vector<AovCall>{AovCall::kInit, AovCall::kUninit, AovCall::kInit}), sequence);
+    EXPECT_EQ(3, FieldAt(mStream.CallsOf(AovCall::kInit)[1].paramBytes, 64));
+    EXPECT_EQ((std::vector<Notified>{Start(0), Start(0)}), mCallback->StateCalls());
+    EXPECT_EQ(3, mManager->GetServiceTypeStarted());
+    for (const ManagerCall& call : mCallback->Calls()) EXPECT_TRUE(call.managerLockFree);
+}
+
+TEST_F(AONManagerStartTest, RefusedInitClearsStateAndSendsNothing) {
+    mStream.SetInitResult(0);
+    EXPECT_EQ(-22, mManager->StartService(1));
+    EXPECT_EQ(2u, mLog.count("AONManager: Failed to initialize AovStream."));
+    EXPECT_EQ(0, mManager->GetServiceTypeStarted());
+
+    // Nothing runs: a stop is a no-op and the next start is not a replacement.
+    EXPECT_EQ(0, mManager->StopService());
+    EXPECT_TRUE(HasLine(ANDROID_LOG_WARN, "AovStream is not started."));
+    mStream.SetInitResult(1);
+    ASSERT_EQ(0, mManager->StartService(1));
+    EXPECT_EQ(0u, mLog.count("AONManager: AovStream is running with sensorId 0, please stop() the "
+                             "previous stream before start() a new one."));
+    EXPECT_EQ((std::vector<Notified>{Start(0)}), mCallback->StateCalls());
+}
+
+TEST_F(AONManagerStartTest, RefusedUninitIsNotFatal) {
+    ASSERT_EQ(0, mManager->StartService(1));
+    mStream.SetUninitResult(0);
+    EXPECT_EQ(0, mManager->StopService());
+    EXPECT_TRUE(HasLine(ANDROID_LOG_ERROR, "Failed to uninitialize AovStream."));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "stop sensor success"));
+    EXPECT_EQ(0, mManager->GetServiceTypeStarted());
+
+    // The stream still counts as initialised: the next start skips init.
+    ASSERT_EQ(0, mManager->StartService(1));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_WARN, "AovStream is initialized"));
+    EXPECT_EQ(1u, mStream.CountOf(AovCall::kInit));
+    EXPECT_EQ((std::vector<Notified>{Start(0), Stop(0), Start(0)}), mCallback->StateCalls());
+    mStream.SetUninitResult(1);
+}
+
+TEST_F(AONManagerStartTest, UnsubscribeZeroesConfiguration) {
+    ASSERT_EQ(0, mManager->UnsubscribeSensor());
+    ASSERT_EQ(0, mManager->StartService(1));
+    const auto bytes = mStream.CallsOf(AovCall::kInit).at(0).paramBytes;
+    EXPECT_EQ(0u, FieldAt(bytes, 4));     // sensor 0
+    EXPECT_EQ(0u, FieldAt(bytes, 200));   // width
+    EXPECT_EQ(2u, FieldAt(bytes, 60));    // mode 0 is motion detection
+    EXPECT_EQ(0u, FieldAt(bytes, 144));   // requested rate 0
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "subscribe sensor success"));
+}
+
+TEST(SensorIdsTest, ToStringPutsCommaAfterEveryId) {
+    EXPECT_EQ("sensorIds:", tarvo::aon::toString({}));
+    EXPECT_EQ("sensorIds:0,2,", tarvo::aon::toString({0, 2}));
+    EXPECT_EQ("sensorIds:-1,", tarvo::aon::toString({-1}));
+}
+
+}  // namespace
+}  // namespace aon_test

@@ -1,0 +1,73 @@
+// The binary contracts with the vendor library and the camera stack: virtual slot positions.
+// (Record sizes and offsets are fixed by static_asserts next to the records.)
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "manager/AONManager.h"
+#include "manager/IAONManagerCallback.h"
+#include "manager/IAOVStream.h"
+#include "manager/ModuleHelper.h"
+
+namespace aon_test {
+namespace {
+
+// The slot a pointer to a virtual member function designates. Itanium C++ ABI: the pointer
+// holds 1 + the byte offset of the slot; on ARM the offset itself, the virtual flag in `adj`.
+template <typename MemberFunction>
+size_t SlotOf(MemberFunction function) {
+    struct {
+        uintptr_t ptr;
+        ptrdiff_t adj;
+    } rep;
+    static_assert(sizeof(rep) == sizeof(function));
+    std::memcpy(&rep, &function, sizeof(rep));
+#if defined(__arm__) || defined(__aarch64__)
+    EXPECT_EQ(1, rep.adj & 1) << "not a virtual function";
+    return rep.ptr / sizeof(void*);
+#else
+    EXPECT_EQ(1u, rep.ptr & 1) << "not a virtual function";
+    return (rep.ptr - 1) / sizeof(void*);
+#endif
+}
+
+// Reaches the protected virtual operations of the manager.
+struct ManagerSlots : tarvo::aon::AONManager {
+    static size_t InitAovStream() { return SlotOf(&ManagerSlots::InitAovStreamLocked); }
+    static size_t StopService() { return SlotOf(&ManagerSlots::StopServiceLocked); }
+    static size_t UninitAovStream() { return SlotOf(&ManagerSlots::UninitAovStreamLocked); }
+};
+
+TEST(VendorLayoutTest, AovStreamSlots) {
+    EXPECT_EQ(0u, SlotOf(&IAOVStream::vendorSlot0));
+    EXPECT_EQ(1u, SlotOf(&IAOVStream::getSensorList));
+    EXPECT_EQ(2u, SlotOf(&IAOVStream::getSensorInfo));
+    EXPECT_EQ(3u, SlotOf(&IAOVStream::getSensorMode));
+    EXPECT_EQ(4u, SlotOf(&IAOVStream::init));
+    EXPECT_EQ(5u, SlotOf(&IAOVStream::notifySensorState));
+    EXPECT_EQ(6u, SlotOf(&IAOVStream::uninit));
+    EXPECT_EQ(2u, SlotOf(&IAOVStreamCallback::onCallback));  // after the two destructors
+    EXPECT_EQ(12u, SlotOf(&HalLogicalDeviceList::getSensorId));
+}
+
+TEST(VendorLayoutTest, ManagerAndCallbackSlots) {
+    using tarvo::aon::AONManager;
+    using tarvo::aon::IAONManagerCallback;
+    EXPECT_EQ(2u, SlotOf(&AONManager::onCallback));
+    EXPECT_EQ(3u, SlotOf(&AONManager::NotifyOpen));
+    EXPECT_EQ(4u, SlotOf(&AONManager::NotifyClose));
+    EXPECT_EQ(5u, ManagerSlots::InitAovStream());
+    EXPECT_EQ(6u, ManagerSlots::StopService());
+    EXPECT_EQ(7u, ManagerSlots::UninitAovStream());
+
+    EXPECT_EQ(2u, SlotOf(&IAONManagerCallback::onCallback));
+    EXPECT_EQ(3u, SlotOf(&IAONManagerCallback::OnServiceStart));
+    EXPECT_EQ(4u, SlotOf(&IAONManagerCallback::OnServiceStop));
+    EXPECT_EQ(5u, SlotOf(&IAONManagerCallback::OnSensorIdle));
+    EXPECT_EQ(6u, SlotOf(&IAONManagerCallback::OnSensorBusy));
+}
+
+}  // namespace
+}  // namespace aon_test

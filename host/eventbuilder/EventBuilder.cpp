@@ -1,0 +1,129 @@
+#include "host/EventBuilder.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace host {
+namespace {
+
+using namespace tarvo::aon;
+
+constexpr size_t kAlignment = 64;
+static_assert(sizeof(aov_event) % kAlignment == 0);
+
+}  // namespace
+
+void EventBuilder::Free::operator()(aov_event* event) const {
+    std::free(event);
+}
+
+EventBuilder::EventBuilder()
+    : mEvent(static_cast<aov_event*>(std::aligned_alloc(kAlignment, sizeof(aov_event)))) {
+    if (!mEvent) abort();
+    reset();
+}
+
+EventBuilder& EventBuilder::reset() {
+    memset(mEvent.get(), 0, sizeof(aov_event));
+    return *this;
+}
+
+EventBuilder& EventBuilder::frame(uint32_t id, uint32_t width, uint32_t height) {
+    mEvent->frame_id = id;
+    mEvent->frame_width = width;
+    mEvent->frame_height = height;
+    return *this;
+}
+
+EventBuilder& EventBuilder::serviceType(uint32_t serviceType) {
+    mEvent->service_type = serviceType;
+    return *this;
+}
+
+EventBuilder& EventBuilder::apuOutputSize(uint32_t size) {
+    mEvent->apu_output_size = size;
+    return *this;
+}
+
+EventBuilder& EventBuilder::fullApuOutputSize() {
+    return apuOutputSize(kApuOutputMapEnd + 1);
+}
+
+EventBuilder& EventBuilder::fusion(uint32_t count, float rotateAngle,
+                                   const std::vector<FusionItem>& items) {
+    uint8_t* block = mEvent->apu_output + kFusionBlockOffset;
+    memcpy(block + kFusionCountOffset, &count, sizeof(count));
+    memcpy(block + kFusionRotateAngleOffset, &rotateAngle, sizeof(rotateAngle));
+    const size_t written = std::min(items.size(), kFusionMaxItems);
+    for (size_t i = 0; i < written; ++i) {
+        uint8_t* item = block + kFusionItemsOffset + i * kFusionItemBytes;
+        memcpy(item, &items[i].word0, sizeof(int32_t));
+        memcpy(item + sizeof(int32_t), items[i].words.data(), sizeof(items[i].words));
+    }
+    return *this;
+}
+
+EventBuilder& EventBuilder::faceAngle(const std::array<float, kFaceAngleResultFloats>& values) {
+    return outputBytes(kFaceAngleResultOffset, values.data(), sizeof(values));
+}
+
+EventBuilder& EventBuilder::gaze(const std::array<float, kGazeResultFloats>& values) {
+    return outputBytes(kGazeResultOffset, values.data(), sizeof(values));
+}
+
+EventBuilder& EventBuilder::faceFeature(
+        const std::array<uint8_t, kFaceFeatureResultBytes>& values) {
+    return outputBytes(kFaceFeatureResultOffset, values.data(), sizeof(values));
+}
+
+EventBuilder& EventBuilder::outputBytes(size_t offset, const void* data, size_t size) {
+    constexpr size_t kArea = sizeof(aov_event::apu_output);
+    if (offset >= kArea) return *this;
+    memcpy(mEvent->apu_output + offset, data, std::min(size, kArea - offset));
+    return *this;
+}
+
+EventBuilder& EventBuilder::outputPattern(size_t offset, size_t size, uint32_t seed) {
+    constexpr size_t kArea = sizeof(aov_event::apu_output);
+    if (offset >= kArea) return *this;
+    const size_t bytes = std::min(size, kArea - offset);
+    for (size_t i = 0; i < bytes; ++i) mEvent->apu_output[offset + i] = PatternByte(i, seed);
+    return *this;
+}
+
+size_t EventBuilder::ImageCapacity(ImageBlock block) {
+    return sizeof(aov_event) -
+           (block == ImageBlock::kImage ? kAovImageDataOffset : kAovDebugImageDataOffset);
+}
+
+uint8_t* EventBuilder::imageData(ImageBlock block) {
+    return block == ImageBlock::kImage ? mEvent->image.data : mEvent->debug_image.data;
+}
+
+EventBuilder& EventBuilder::image(ImageBlock block, uint32_t stride, uint32_t height,
+                                  const std::vector<uint8_t>& data) {
+    if (block == ImageBlock::kImage) {
+        mEvent->image.stride = stride;
+        mEvent->image.height = height;
+    } else {
+        mEvent->debug_image.stride = stride;
+        mEvent->debug_image.height = height;
+    }
+    if (!data.empty()) {
+        memcpy(imageData(block), data.data(), std::min(data.size(), ImageCapacity(block)));
+    }
+    return *this;
+}
+
+EventBuilder& EventBuilder::imagePattern(ImageBlock block, uint32_t stride, uint32_t height,
+                                         uint32_t seed) {
+    image(block, stride, height, {});
+    const size_t bytes =
+            std::min(static_cast<size_t>(stride) * height * 3 / 2, ImageCapacity(block));
+    uint8_t* data = imageData(block);
+    for (size_t i = 0; i < bytes; ++i) data[i] = PatternByte(i, seed);
+    return *this;
+}
+
+}  // namespace host

@@ -1,0 +1,36 @@
+// The event test binaries are linked with -Wl,--wrap=fopen: an fopen of a path under "/data/aon/"
+// goes into the live DumpDirectory's private temporary directory and is recorded (path as asked,
+// mode) in call order. With none alive it fails with EACCES: no test writes to the real one.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace aon_test {
+
+class DumpDirectory final {
+  public:
+    struct Open {
+        std::string path;  // as the product asked for it, "/data/aon/..."
+        std::string mode;
+    };
+
+    // `present` false stands for a device without the directory: opens go to a path that does not
+    // exist and fail as fopen fails there.
+    explicit DumpDirectory(bool present = true);
+    ~DumpDirectory();
+    DumpDirectory(const DumpDirectory&) = delete;
+    DumpDirectory& operator=(const DumpDirectory&) = delete;
+
+    std::vector<Open> opens() const;
+    // Contents of the file the product wrote as `dataAonPath`.
+    std::string read(const std::string& dataAonPath) const;
+    // Whether the stand-in directory exists (it must not appear when it was missing).
+    bool exists() const;
+
+  private:
+    std::string mTempRoot;
+    std::string mRoot;
+};
+
+}  // namespace aon_test

@@ -1,0 +1,162 @@
+// Client admission: refusals, replacement of the registered client by a new one, the order that
+// unregisterClient enforces, and what a dead client leaves behind.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <host/binder_control.h>
+
+#include <algorithm>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "manager/AONManager.h"
+#include "tests/service/ServiceTestBase.h"
+#include "tests/support/StatusMatchers.h"
+
+namespace aon_test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr char kService[] = "AONService";
+
+LogLine Line(int priority, const std::string& text) {
+    return LogLine{priority, "AONLog_HAL", text};
+}
+
+using ClientRegistrationTest = ServiceTest;
+
+TEST_F(ClientRegistrationTest, NullCallbackIsAnIllegalArgument) {
+    int64_t handle = 5;
+    EXPECT_THAT(mService->registerClient(nullptr, 1, &handle), ExceptionIs(EX_ILLEGAL_ARGUMENT));
+    EXPECT_EQ(handle, 5);
+    EXPECT_TRUE(mLog.hasLine(ANDROID_LOG_ERROR, kService, "callback is null"));
+}
+
+TEST_F(ClientRegistrationTest, CallsWithUnknownHandleAreRefused) {
+    const struct {
+        const char* call;
+        std::function<ndk::ScopedAStatus()> run;
+        const char* message;
+    } cases[] = {
+            {"subscribeSensor", [&] { return mService->subscribeSensor(7, Config(0, 640, 480, 10, 1)); },
+             "clientHandle not register"},
+            {"startService", [&] { return mService->startService(7, 1); },
+             "in_clientHandle not register"},
+            {"stopService", [&] { return mService->stopService(7, 1); },
+             "in_clientHandle not register"},
+            {"unsubscribeSensor", [&] { return mService->unsubscribeSensor(7); },
+             "in_clientHandle not register"},
+            {"unregisterClient", [&] { return mService->unregisterClient(7); },
+             "in_clientHandle not register"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.call);
+        mLog.clear();
+        EXPECT_THAT(c.run(), ServiceSpecificErrorIs(1, c.message));
+        EXPECT_THAT(mLog.linesOf(kService),
+                    ElementsAre(Line(ANDROID_LOG_ERROR, "in_clientHandle not register")));
+    }
+    EXPECT_THAT(StreamCalls(), IsEmpty());
+}
+
+TEST_F(ClientRegistrationTest, SubscriptionBeyondRegisteredTypesIsRefused) {
+    RemoteCallback client = MakeRemoteCallback();
+    ASSERT_EQ(Register(client, 0x3), 1);
+    EXPECT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 10, 0x4)),
+                ServiceSpecificErrorIs(2, "service type need subset of register"));
+    EXPECT_TRUE(mLog.hasLine(ANDROID_LOG_ERROR, kService,
+                             "subscribe service type is subset of register service type"));
+    EXPECT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 12, 0x1)),
+                ServiceSpecificErrorIs(1, "config not support"));
+}
+
+TEST_F(ClientRegistrationTest, NewClientReplacesRunningOne) {
+    RemoteCallback first = MakeRemoteCallback(kClientPid);
+    RemoteCallback second = MakeRemoteCallback(kClientPid + 1);
+    ASSERT_EQ(Register(first), 1);
+    ASSERT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 30, 0x3)), IsOk());
+    ASSERT_THAT(mService->startService(1, 0x3), IsOk());
+    mLog.clear();
+
+    EXPECT_EQ(Register(second, 0x1), 1);
+    // The union of started types is stopped for the old handle, its subscription withdrawn (the
+    // "UnsubscribeSensor failed" line is written on success), the registry cleared, and the new
+    // client gets handle 1 again.
+    EXPECT_THAT(mLog.linesOf(kService),
+                ElementsAre(Line(ANDROID_LOG_WARN, "service has other callback"),
+                            Line(ANDROID_LOG_WARN, "so do stop service and remove old callback"),
+                            Line(ANDROID_LOG_INFO, "stop service actual type:3, left:0 for client:1"),
+                            Line(ANDROID_LOG_ERROR, "UnsubscribeSensor failed:0"),
+                            Line(ANDROID_LOG_INFO, "register callback success-> client:1, type:1")));
+    EXPECT_THAT(StreamCalls(), ElementsAre(Init(0, 640, 480, 30, 0x3), Uninit()));
+    EXPECT_THAT(States(*first.fake), ElementsAre(std::pair(0, 1), std::pair(0, 0)));
+    EXPECT_THAT(States(*second.fake), IsEmpty());
+    EXPECT_EQ(host::LinkedDeathRecipientCount(first.binder.get()), 0u);
+
+    // Nothing of the old client's subscription is left to start on.
+    EXPECT_THAT(mService->startService(1, 0x1),
+                ServiceSpecificErrorIs(2, "start service type is subset of subscribe service type"));
+}
+
+TEST_F(ClientRegistrationTest, UnregisterNeedsStopAndUnsubscribeFirst) {
+    RemoteCallback client = MakeRemoteCallback();
+    ASSERT_EQ(Register(client), 1);
+    ASSERT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 30, 0x1)), IsOk());
+    ASSERT_THAT(mService->startService(1, 0x1), IsOk());
+
+    EXPECT_THAT(mService->unregisterClient(1),
+                ServiceSpecificErrorIs(1, "not stop all service type, unregisterClient failed"));
+    ASSERT_THAT(mService->stopService(1, 0x1), IsOk());
+    // The zero entry left by the stop does not block; the subscription does.
+    EXPECT_THAT(mService->unregisterClient(1),
+                ServiceSpecificErrorIs(1, "not unsubscribe all service type, unregisterClient failed"));
+    ASSERT_THAT(mService->unsubscribeSensor(1), IsOk());
+    EXPECT_THAT(mService->unregisterClient(1), IsOk());
+    EXPECT_EQ(host::LinkedDeathRecipientCount(client.binder.get()), 0u);
+    EXPECT_THAT(mService->unregisterClient(1),
+                ServiceSpecificErrorIs(1, "in_clientHandle not register"));
+}
+
+TEST_F(ClientRegistrationTest, DeadClientsTypesAreStoppedAndSubscriptionWithdrawn) {
+    RemoteCallback client = MakeRemoteCallback(kClientPid);
+    ASSERT_EQ(Register(client), 1);
+    ASSERT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 30, 0x3)), IsOk());
+    ASSERT_THAT(mService->startService(1, 0x3), IsOk());
+
+    host::KillProcess(client.pid);  // returns once the death has been handled
+
+    EXPECT_TRUE(mLog.hasLine(ANDROID_LOG_INFO, kService, "OnRemoteCallbackDied:1, startType:3"));
+    EXPECT_THAT(StreamCalls(), ElementsAre(Init(0, 640, 480, 30, 0x3), Uninit()));
+    EXPECT_EQ(tarvo::aon::AONManager::GetSingleton()->GetServiceTypeStarted(), 0);
+
+    // The next client is free to subscribe another sensor: no entry of the dead one is left.
+    RemoteCallback next = MakeRemoteCallback(kClientPid + 1);
+    ASSERT_EQ(Register(next), 1);
+    EXPECT_THAT(mService->subscribeSensor(1, Config(1, 320, 240, 15, 0x1)), IsOk());
+}
+
+TEST_F(ClientRegistrationTest, DestroyedServiceClearsRegistryBeforeLeavingManager) {
+    RemoteCallback client = MakeRemoteCallback();
+    ASSERT_EQ(Register(client), 1);
+    mLog.clear();
+    mService.reset();
+
+    EXPECT_EQ(host::LinkedDeathRecipientCount(client.binder.get()), 0u);
+    const std::vector<LogLine> expected{
+            Line(ANDROID_LOG_INFO, "AONService: AON service destroy"),
+            Line(ANDROID_LOG_INFO, "RemoteCallbackManager: RemoteCallbackManager clear"),
+            Line(ANDROID_LOG_INFO, "AONManager: unregister callback success")};
+    EXPECT_THAT(mLog.lines(), ::testing::IsSupersetOf(expected));
+    std::vector<LogLine> ordered;
+    for (const LogLine& line : mLog.lines()) {
+        if (std::find(expected.begin(), expected.end(), line) != expected.end()) {
+            ordered.push_back(line);
+        }
+    }
+    EXPECT_EQ(ordered, expected);
+}
+
+}  // namespace
+}  // namespace aon_test

@@ -1,0 +1,132 @@
+// Images clients receive become PNG files: rows cropped to the frame width, the stride kept
+// between rows, the chroma plane read in the chosen layout.
+#include <gtest/gtest.h>
+#include <png.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "tools/aon-sim/FrameSaver.h"
+
+namespace aon_sim {
+namespace {
+
+using aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
+using aidl::vendor::tarvo::hardware::camera::aon::AONResult;
+using aidl::vendor::tarvo::hardware::camera::aon::AONResultValue;
+
+AONResult IntResult(int32_t key, int32_t value) {
+    AONResult result;
+    result.key = key;
+    result.value = AONResultValue::make<AONResultValue::Tag::intValue>(value);
+    return result;
+}
+
+// A 4x2 frame in rows of stride 6: Y first, then one row of interleaved chroma. The left pair
+// of pixels is white (Y 235, neutral chroma), the right pair pure red in BT.601 limited range.
+AONCallBackInfo Frame() {
+    const std::vector<uint8_t> bytes = {235, 235, 81, 81, 7, 7,      // Y row 0 (2 pad bytes)
+                                        235, 235, 81, 81, 7, 7,      // Y row 1
+                                        128, 128, 90, 240, 7, 7};    // U V | U V | pad
+    AONCallBackInfo info;
+    info.serviceType = 0;
+    info.results = {IntResult(700, 6), IntResult(701, 2), IntResult(702, 6)};
+    AONResult image;
+    image.key = 703;
+    image.value = AONResultValue::make<AONResultValue::Tag::byteArray>(bytes);
+    info.results.push_back(image);
+    info.results.push_back(IntResult(0, 42));
+    info.results.push_back(IntResult(1, 4));
+    info.results.push_back(IntResult(2, 2));
+    return info;
+}
+
+struct Png {
+    uint32_t width = 0;
+    uint32_t height = 0;
+    std::vector<uint8_t> pixels;
+};
+
+Png Read(const std::string& path, png_uint_32 format) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    Png png;
+    if (!png_image_begin_read_from_file(&image, path.c_str())) return png;
+    image.format = format;
+    png.width = image.width;
+    png.height = image.height;
+    png.pixels.resize(PNG_IMAGE_SIZE(image));
+    if (!png_image_finish_read(&image, nullptr, png.pixels.data(), 0, nullptr)) png.pixels.clear();
+    return png;
+}
+
+class FrameSaverTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/aon-sim-frames-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        mDirectory = pattern;
+    }
+    void TearDown() override {
+        unlink((mDirectory + "/app-frame000042.png").c_str());
+        rmdir(mDirectory.c_str());
+    }
+    std::string mDirectory;
+};
+
+TEST_F(FrameSaverTest, GrayIsTheLumaPlaneCroppedToTheFrameWidth) {
+    std::string path;
+    std::string error;
+    ASSERT_TRUE(FrameSaver(mDirectory, FrameColor::kGray).Save("app", Frame(), &path, &error))
+            << error;
+    EXPECT_EQ(path, mDirectory + "/app-frame000042.png");
+    const Png png = Read(path, PNG_FORMAT_GRAY);
+    ASSERT_EQ(png.width, 4u);
+    ASSERT_EQ(png.height, 2u);
+    EXPECT_EQ(png.pixels, std::vector<uint8_t>({235, 235, 81, 81, 235, 235, 81, 81}));
+}
+
+TEST_F(FrameSaverTest, ChromaLayoutDecidesTheColours) {
+    struct Case {
+        FrameColor color;
+        int red;
+        int blue;
+    };
+    // NV12 reads U 90, V 240 for the right pair (red); NV21 swaps them (blue).
+    for (const Case& c : {Case{FrameColor::kNv12, 255, 0}, Case{FrameColor::kNv21, 0, 255}}) {
+        std::string path;
+        std::string error;
+        ASSERT_TRUE(FrameSaver(mDirectory, c.color).Save("app", Frame(), &path, &error)) << error;
+        const Png png = Read(path, PNG_FORMAT_RGB);
+        ASSERT_EQ(png.pixels.size(), 4u * 2u * 3u);
+        for (int channel = 0; channel < 3; ++channel) {
+            EXPECT_NEAR(png.pixels[channel], 255, 2) << "white, channel " << channel;
+        }
+        const uint8_t* right = &png.pixels[3 * 3];
+        EXPECT_NEAR(right[0], c.red, 40);
+        EXPECT_NEAR(right[2], c.blue, 40);
+    }
+}
+
+TEST_F(FrameSaverTest, AnEventWithoutImageWritesNothing) {
+    AONCallBackInfo info;
+    info.results = {IntResult(0, 42), IntResult(1, 4), IntResult(2, 2)};
+    std::string path;
+    std::string error;
+    EXPECT_FALSE(FrameSaver(mDirectory, FrameColor::kGray).Save("app", info, &path, &error));
+    EXPECT_TRUE(error.empty());
+    EXPECT_NE(access((mDirectory + "/app-frame000042.png").c_str(), F_OK), 0);
+}
+
+TEST_F(FrameSaverTest, AnUnwritableDirectoryIsReported) {
+    std::string path;
+    std::string error;
+    EXPECT_FALSE(FrameSaver(mDirectory + "/missing", FrameColor::kGray)
+                         .Save("app", Frame(), &path, &error));
+    EXPECT_NE(error.find("No such file or directory"), std::string::npos) << error;
+}
+
+}  // namespace
+}  // namespace aon_sim

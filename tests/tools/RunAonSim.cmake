@@ -1,0 +1,30 @@
+# Runs aon-sim once (or twice) and checks what it did.
+#   AON_SIM    the program          ARGS     its arguments, separated by '|'
+#   EXIT       the status wanted    STDOUT   a regular expression stdout must match (optional)
+#   STDERR     a regular expression stderr must match (optional)
+#   NO_STDOUT  ON: stdout must stay empty (nothing ran)
+#   TWICE      ON: a second run must print exactly the same
+string(REPLACE "|" ";" args "${ARGS}")
+execute_process(COMMAND ${AON_SIM} ${args} RESULT_VARIABLE status OUTPUT_VARIABLE out
+                ERROR_VARIABLE err)
+if(NOT status STREQUAL "${EXIT}")
+  message(FATAL_ERROR "exit status ${status}, expected ${EXIT}\nstdout:\n${out}\nstderr:\n${err}")
+endif()
+if(STDOUT AND NOT out MATCHES "${STDOUT}")
+  message(FATAL_ERROR "stdout does not match '${STDOUT}':\n${out}")
+endif()
+if(STDERR AND NOT err MATCHES "${STDERR}")
+  message(FATAL_ERROR "stderr does not match '${STDERR}':\n${err}")
+endif()
+if(NO_STDOUT AND NOT out STREQUAL "")
+  message(FATAL_ERROR "expected nothing on stdout, got:\n${out}")
+endif()
+if(TWICE)
+  execute_process(COMMAND ${AON_SIM} ${args} RESULT_VARIABLE status2 OUTPUT_VARIABLE out2
+                  ERROR_VARIABLE err2)
+  if(NOT out2 STREQUAL out)
+    file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/first.txt "${out}")
+    file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/second.txt "${out2}")
+    message(FATAL_ERROR "the second run printed something else (first.txt, second.txt)")
+  endif()
+endif()

@@ -1,0 +1,203 @@
+// The scenario language: a mistake names its file and line and what was expected; a whole file
+// is checked before anything is handed to the runner.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "tools/aon-sim/ScenarioParser.h"
+
+namespace aon_sim {
+namespace {
+
+std::vector<std::string> ErrorsOf(const std::string& text) {
+    ScenarioParser parser("t.aonsim");
+    std::istringstream in(text);
+    Scenario scenario;
+    if (parser.Parse(in, &scenario)) return {};
+    return parser.errors();
+}
+
+Scenario Parsed(const std::string& text) {
+    ScenarioParser parser("t.aonsim");
+    std::istringstream in(text);
+    Scenario scenario;
+    EXPECT_TRUE(parser.Parse(in, &scenario)) << ::testing::PrintToString(parser.errors());
+    return scenario;
+}
+
+struct BadLine {
+    const char* name;
+    const char* text;
+    const char* error;
+};
+
+void PrintTo(const BadLine& line, std::ostream* out) {
+    *out << line.name;
+}
+
+class ScenarioParserErrorTest : public ::testing::TestWithParam<BadLine> {};
+
+TEST_P(ScenarioParserErrorTest, NamesTheLineAndWhatWasExpected) {
+    const std::vector<std::string> errors = ErrorsOf(GetParam().text);
+    ASSERT_EQ(errors.size(), 1u) << ::testing::PrintToString(errors);
+    EXPECT_EQ(errors[0], GetParam().error);
+}
+
+const BadLine kBadLines[] = {
+        {"TypoInAction", "client app\napp strat 0xF\n",
+         "t.aonsim:2: expected a client action (register, list, subscribe, start, stop, "
+         "unsubscribe, unregister, dies or ping), got 'strat'"},
+        {"TypoInCommand", "# a comment\n\nclinet app\n",
+         "t.aonsim:3: expected a command (property, vendor, client, camera, frame, frames, wait, "
+         "note, expect) or a declared client, got 'clinet'"},
+        {"UndeclaredClient", "client app\nexpect bob events 1\n",
+         "t.aonsim:2: expected a declared client, got 'bob' (declared: app)"},
+        {"ClientUsedAfterItsDeath", "client app\napp dies\napp list\n",
+         "t.aonsim:3: expected a living client, got 'app', which dies at line 2"},
+        {"ClientDeclaredTwice", "client app\nclient app\n",
+         "t.aonsim:2: expected a new client name, got 'app', declared at line 1"},
+        {"TwoClientsInOneProcess", "client a pid 5\nclient b pid 5\n",
+         "t.aonsim:2: expected a process id of its own, got 5, the process of client a"},
+        {"KeywordAsClientName", "client frames\n",
+         "t.aonsim:1: expected a client name (letters, digits, '_' or '-', not a command word), "
+         "got 'frames'"},
+        {"LetterInSize", "client app\napp subscribe sensor 0 size 640x48O fps 10 type 0xF\n",
+         "t.aonsim:2: expected a frame size such as 640x480, got '640x48O'"},
+        {"SubscriptionWithoutRate", "client app\napp subscribe sensor 0 size 640x480 type 0xF\n",
+         "t.aonsim:2: expected 'fps' in the subscription, got the end of the line"},
+        {"MaskOutOfRange", "client app\napp start 0x1FFFFFFFF\n",
+         "t.aonsim:2: expected a service-type mask such as 0xF, got '0x1FFFFFFFF'"},
+        {"UnquotedStatusMessage", "client app\napp start 1 -> error 1 failed\n",
+         "t.aonsim:2: expected a quoted status message, got 'failed'"},
+        {"UnknownException", "client app\napp register null 1 -> exception EX_WHATEVER\n",
+         "t.aonsim:2: expected an exception name (EX_SECURITY, EX_BAD_PARCELABLE, "
+         "EX_ILLEGAL_ARGUMENT, EX_NULL_POINTER, EX_ILLEGAL_STATE, EX_NETWORK_MAIN_THREAD, "
+         "EX_UNSUPPORTED_OPERATION, EX_SERVICE_SPECIFIC, EX_PARCELABLE or "
+         "EX_TRANSACTION_FAILED), got 'EX_WHATEVER'"},
+        {"ResultOnAnAction", "client app\napp dies -> ok\n",
+         "t.aonsim:2: expected the end of the line after 'dies', got '->'"},
+        {"HandleOnList", "client app\napp list handle 2\n",
+         "t.aonsim:2: expected '-> RESULT' or the end of the line, got 'handle'"},
+        {"NoStreamAfterTheServiceStarted", "client app\napp list\nvendor absent\n",
+         "t.aonsim:3: expected 'vendor absent' before the service starts, got it after line 2, "
+         "where the service already runs"},
+        {"UnterminatedNote", "note \"half a note\n",
+         "t.aonsim:1: expected a closing quote, got the end of the line"},
+        {"StateWithoutColon", "client app\nexpect app states 0-1\n",
+         "t.aonsim:2: expected a sensor state as SENSOR:STATE such as 0:1, got '0-1'"},
+        {"NoFrames", "frames 0\n",
+         "t.aonsim:1: expected a number of frames from 1 to 100000, got 0"},
+        {"FrameOptionTwice", "frame id 1 id 2\n",
+         "t.aonsim:1: expected each frame option once, got 'id' a second time"},
+        {"DurationWithoutUnit", "wait 5\n",
+         "t.aonsim:1: expected a duration such as 500ms or 2s, got '5'"},
+        {"RateListWithWord", "vendor sensor 0 size 640x480 fps 10,x\n",
+         "t.aonsim:1: expected frame rates such as 10,15,30, got '10,x'"},
+        {"UnknownParamField", "expect vendor init fps 10 rate 5\n",
+         "t.aonsim:1: expected a user_param field (sensorId, width, height, fps, requestedFps, "
+         "serviceType, mainFormat, subFormat or debugMode), got 'rate'"},
+        {"LogTextUnquoted", "expect log W stop\n",
+         "t.aonsim:1: expected the quoted log text, got 'stop'"},
+        {"KeyCheckWithoutValue", "client app\nexpect app key 0 =\n",
+         "t.aonsim:2: expected a number, got the end of the line"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Lines, ScenarioParserErrorTest, ::testing::ValuesIn(kBadLines),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(ScenarioParserTest, ReportsEveryBadLineAndHandsOverNothing) {
+    ScenarioParser parser("t.aonsim");
+    std::istringstream in("client app\napp strat 1\napp list\nframes -1\n");
+    Scenario scenario;
+    scenario.path = "untouched";
+    EXPECT_FALSE(parser.Parse(in, &scenario));
+    ASSERT_EQ(parser.errors().size(), 2u);
+    EXPECT_EQ(parser.errors()[0].rfind("t.aonsim:2: ", 0), 0u);
+    EXPECT_EQ(parser.errors()[1].rfind("t.aonsim:4: ", 0), 0u);
+    EXPECT_EQ(scenario.path, "untouched");
+    EXPECT_TRUE(scenario.commands.empty());
+}
+
+TEST(ScenarioParserTest, ReadsCallsWithTheirArgumentsAndResults) {
+    const Scenario scenario = Parsed(
+            "client app pid 77  # the app\n"
+            "app subscribe type 0x3 fps 15 size 320x240 sensor 2 mode 3 extra 4,-5 handle 9 "
+            "-> error 1 \"config not support\"\n"
+            "app register null 0xF -> exception EX_ILLEGAL_ARGUMENT\n"
+            "app stop 0x80000000\n");
+    ASSERT_EQ(scenario.commands.size(), 4u);
+    EXPECT_EQ(std::get<ClientDeclare>(scenario.commands[0].body).pid, 77);
+    EXPECT_EQ(scenario.commands[0].text, "client app pid 77");
+
+    const auto& subscribe = std::get<ClientCall>(scenario.commands[1].body);
+    EXPECT_EQ(subscribe.method, ClientMethod::kSubscribe);
+    EXPECT_EQ(subscribe.config.sensorId, 2);
+    EXPECT_EQ(subscribe.config.frameWidth, 320);
+    EXPECT_EQ(subscribe.config.frameHeight, 240);
+    EXPECT_EQ(subscribe.config.fps, 15);
+    EXPECT_EQ(subscribe.config.serviceType, 3);
+    EXPECT_EQ(subscribe.config.deliveryMode, 3);
+    EXPECT_EQ(subscribe.config.extraParam0, 4);
+    EXPECT_EQ(subscribe.config.extraParam1, -5);
+    EXPECT_EQ(subscribe.handle, 9);
+    EXPECT_EQ(subscribe.expect.kind, CallExpectation::Kind::kServiceSpecific);
+    EXPECT_EQ(subscribe.expect.code, 1);
+    EXPECT_EQ(subscribe.expect.message, "config not support");
+
+    const auto& reg = std::get<ClientCall>(scenario.commands[2].body);
+    EXPECT_TRUE(reg.nullCallback);
+    EXPECT_EQ(reg.serviceType, 0xF);
+    EXPECT_EQ(reg.expect.kind, CallExpectation::Kind::kException);
+    EXPECT_EQ(reg.expect.code, -3);
+
+    // A mask keeps its bits up to 0xFFFFFFFF.
+    EXPECT_EQ(std::get<ClientCall>(scenario.commands[3].body).serviceType, INT32_MIN);
+}
+
+TEST(ScenarioParserTest, ReadsFramesCameraVendorAndExpectations) {
+    const Scenario scenario = Parsed(
+            "frames 3 type 0 apu full fusion 31 image none debug-image 64x48 id 7 size 8x6\n"
+            "camera open 5 sensors 0,2\n"
+            "vendor sensor 1 size 320x240 fps 5,15 attribute 9 mode 0x5 status -1\n"
+            "wait 1.5s\n"
+            "client app\n"
+            "expect app key 100 = -1.25\n"
+            "expect app states 0:1 2:2\n"
+            "expect vendor init fps 2 requestedFps 30\n"
+            "expect no-log E \"AONManager: Cannot get AovStream\"\n");
+    ASSERT_EQ(scenario.commands.size(), 9u);
+    const auto& frame = std::get<FrameSpec>(scenario.commands[0].body);
+    EXPECT_EQ(frame.count, 3);
+    EXPECT_EQ(frame.serviceType, 0u);
+    EXPECT_EQ(frame.apuOutputSize, 227969u);
+    EXPECT_EQ(frame.fusionCount, 31u);
+    EXPECT_EQ(frame.image, std::make_pair(0u, 0u));
+    EXPECT_EQ(frame.debugImage, std::make_pair(64u, 48u));
+    EXPECT_EQ(frame.frameId, 7u);
+    EXPECT_EQ(frame.width, 8u);
+    EXPECT_EQ(frame.height, 6u);
+
+    EXPECT_EQ(std::get<CameraOpen>(scenario.commands[1].body).sensors,
+              std::vector<int32_t>({0, 2}));
+    const auto& sensor = std::get<VendorSensor>(scenario.commands[2].body);
+    ASSERT_TRUE(sensor.size);
+    EXPECT_EQ(sensor.size->rates, std::vector<int32_t>({5, 15}));
+    EXPECT_EQ(sensor.size->attribute, 9);
+    EXPECT_EQ(sensor.mode, 5u);
+    EXPECT_EQ(sensor.modeStatus, -1);
+    EXPECT_EQ(std::get<Wait>(scenario.commands[3].body).micros, 1500000);
+    EXPECT_DOUBLE_EQ(std::get<ExpectKey>(scenario.commands[5].body).value, -1.25);
+    EXPECT_EQ(std::get<ExpectStates>(scenario.commands[6].body).states,
+              (std::vector<std::pair<int32_t, int32_t>>{{0, 1}, {2, 2}}));
+    const auto& init = std::get<ExpectVendorInit>(scenario.commands[7].body);
+    ASSERT_EQ(init.fields.size(), 2u);
+    EXPECT_EQ(init.fields[1], std::make_pair(ParamField::kRequestedFps, int64_t{30}));
+    const auto& log = std::get<ExpectLog>(scenario.commands[8].body);
+    EXPECT_FALSE(log.present);
+    EXPECT_EQ(log.priority, 6);
+    EXPECT_TRUE(IsExpectation(scenario.commands[8].body));
+    EXPECT_FALSE(IsExpectation(scenario.commands[1].body));
+}
+
+}  // namespace
+}  // namespace aon_sim

@@ -1,0 +1,156 @@
+// The trace's two renderings and what feeds them: JSON stays valid whatever a log line holds,
+// numbers read back as they were, folded frame traffic keeps its counts, pointers are hidden and
+// nothing else, and result mismatches say what was expected and what came.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "tools/aon-sim/Console.h"
+#include "tools/aon-sim/ExpectationCheck.h"
+#include "tools/aon-sim/JsonWriter.h"
+#include "tools/aon-sim/LogTap.h"
+#include "tools/aon-sim/TextRenderer.h"
+#include "tools/aon-sim/Trace.h"
+#include "tools/aon-sim/VirtualClock.h"
+
+namespace aon_sim {
+namespace {
+
+TEST(JsonWriterTest, EscapesWhatALogLineMayHold) {
+    JsonWriter json;
+    json.BeginObject().Key("text").String("say \"hi\"\\\n\t\x01 ok").Key("n").Int(-3);
+    json.Key("list").BeginArray().Int(1).Bool(false).EndArray().EndObject();
+    EXPECT_EQ(json.str(), R"({"text":"say \"hi\"\\\n\t\u0001 ok","n":-3,"list":[1,false]})");
+}
+
+TEST(JsonWriterTest, NumbersReadBackAsTheSameValue) {
+    EXPECT_EQ(JsonWriter::FloatNumber(0.1f), "0.1");
+    EXPECT_EQ(JsonWriter::FloatNumber(0.91f), "0.91");  // not 0.910000026
+    EXPECT_EQ(JsonWriter::FloatNumber(-28.0f), "-28");
+    EXPECT_EQ(std::strtof(JsonWriter::FloatNumber(1.0f / 3.0f).c_str(), nullptr), 1.0f / 3.0f);
+    EXPECT_EQ(std::strtod(JsonWriter::Number(0.1 + 0.2).c_str(), nullptr), 0.1 + 0.2);
+    EXPECT_EQ(JsonWriter::Number(1.0 / 0.0), "null");
+    EXPECT_EQ(JsonWriter::FloatNumber(std::nanf("")), "null");
+}
+
+TEST(LogTapTest, HidesPointersButNotMasksOrNumbers) {
+    EXPECT_EQ(LogTap::HidePointers("debug_mode=0, AovStreamCallback=0x5558cb0a7b30"),
+              "debug_mode=0, AovStreamCallback=0x<ptr>");
+    EXPECT_EQ(LogTap::HidePointers("sensorId=0, support mode=0x3"),
+              "sensorId=0, support mode=0x3");
+    EXPECT_EQ(LogTap::HidePointers("mode=0x12345678 at 0x123456789"),
+              "mode=0x12345678 at 0x<ptr>");
+    EXPECT_EQ(LogTap::HidePointers("mCallback=0x0, sensorIds:0,"), "mCallback=0x0, sensorIds:0,");
+}
+
+// Renders into a temporary file and reads the lines back.
+class TextRendererTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        mFile = std::tmpfile();
+        ASSERT_NE(mFile, nullptr);
+    }
+    void TearDown() override { std::fclose(mFile); }
+
+    std::string Output() {
+        std::fflush(mFile);
+        std::rewind(mFile);
+        std::string text;
+        char buffer[512];
+        while (std::fgets(buffer, sizeof(buffer), mFile) != nullptr) text += buffer;
+        return text;
+    }
+
+    static FrameEntry Frame(uint32_t id) {
+        FrameEntry frame;
+        frame.frameId = id;
+        frame.width = 640;
+        frame.height = 480;
+        frame.delivered = true;
+        return frame;
+    }
+
+    static EventEntry Event(const std::string& client, int32_t frameId) {
+        EventEntry event;
+        event.client = client;
+        event.thread = "aov-frames";
+        event.handle = 1;
+        event.serviceType = 0x1;
+        event.results = {{101, "intValue", false, 1, ""},
+                         {703, "byteArray", true, 460800, ""},
+                         {0, "intValue", false, 1, std::to_string(frameId)}};
+        return event;
+    }
+
+    FILE* mFile = nullptr;
+};
+
+TEST_F(TextRendererTest, FoldedFramesAreCountedAndReportedWhenSomethingElseHappens) {
+    VirtualClock clock;
+    Trace trace(clock);
+    Console console(mFile);
+    TextRenderer renderer(console, {true, "aon-sim"});
+    trace.AddSink(&renderer);
+    for (uint32_t id = 1; id <= 4; ++id) {
+        trace.Append(Frame(id));
+        trace.Append(Event("app", static_cast<int32_t>(id)));
+        if (id == 3) trace.Append(Event("other", 3));
+    }
+    trace.Append(StepEntry{0, "app stops"});
+    trace.Append(Frame(5));
+    trace.Append(Frame(6));
+    trace.WriteSummary(Summary{});
+
+    const std::string out = Output();
+    EXPECT_NE(out.find("vendor  frame 1 640x480"), std::string::npos) << out;
+    EXPECT_NE(out.find("app  <- onAONEvent(handle 1) type 0x1, frame 1: 101:int "
+                       "703:byte[460800] 0:int=1  [aov-frames]"),
+              std::string::npos)
+            << out;
+    EXPECT_EQ(out.find("frame 2 640x480"), std::string::npos) << out;
+    EXPECT_NE(out.find("... 3 more frames (2 to 4), app received 3 events, other received 1 "
+                       "events\n   0.000 > app stops"),
+              std::string::npos)
+            << out;
+    // A new run of frames shows its first frame again and is flushed by the summary.
+    EXPECT_NE(out.find("vendor  frame 5 640x480"), std::string::npos) << out;
+    EXPECT_NE(out.find("... 1 more frames (6 to 6)\n-- summary --"), std::string::npos) << out;
+}
+
+TEST_F(TextRendererTest, StatusesRenderAsTheScenarioLanguageWritesResults) {
+    VirtualClock clock;
+    Console console(mFile);
+    TextRenderer renderer(console, {false, "aon-sim"});
+    StatusEntry status{"app", "registerClient", {}, 1, std::nullopt};
+    EXPECT_EQ(renderer.Render(status), "  app  registerClient -> ok, handle 1");
+    status.handle.reset();
+    status.result = {-8, 2, 0, "some type not support"};
+    EXPECT_EQ(renderer.Render(status), "  app  registerClient -> error 2 \"some type not support\"");
+    status.result = {-3, 0, 0, ""};
+    EXPECT_EQ(renderer.Render(status), "  app  registerClient -> exception EX_ILLEGAL_ARGUMENT");
+}
+
+TEST(CallResultCheckTest, SaysWhatWasExpectedAndWhatCame) {
+    CallExpectation error{CallExpectation::Kind::kServiceSpecific, 1, "config not support"};
+    EXPECT_EQ(CheckCallResult(error, {-8, 1, 0, "config not support"}), std::nullopt);
+    EXPECT_EQ(CheckCallResult(error, {-8, 1, 0, "aon manager is null"}),
+              "expected error 1 \"config not support\", got error 1 \"aon manager is null\"");
+    EXPECT_EQ(CheckCallResult(error, {}), "expected error 1 \"config not support\", got ok");
+
+    // Without a message, the status must carry none.
+    CallExpectation bare{CallExpectation::Kind::kServiceSpecific, 1, ""};
+    EXPECT_EQ(CheckCallResult(bare, {-8, 1, 0, "x"}), "expected error 1, got error 1 \"x\"");
+
+    CallExpectation exception{CallExpectation::Kind::kException, -3, ""};
+    EXPECT_EQ(CheckCallResult(exception, {-3, 0, 0, ""}), std::nullopt);
+    EXPECT_EQ(CheckCallResult(exception, {-129, 0, -32, ""}),
+              "expected exception EX_ILLEGAL_ARGUMENT, got exception EX_TRANSACTION_FAILED "
+              "(status -32)");
+    EXPECT_EQ(CheckCallResult({}, {-8, 1, 0, ""}), std::nullopt);
+}
+
+}  // namespace
+}  // namespace aon_sim

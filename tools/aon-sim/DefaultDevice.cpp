@@ -1,0 +1,25 @@
+#include "tools/aon-sim/DefaultDevice.h"
+
+#include "host/FakeModuleHelper.h"
+
+namespace aon_sim {
+
+std::vector<host::FakeSensor> DefaultSensors() {
+    host::FakeSensor main;
+    main.id = 0;
+    main.infos = {host::MakeSensorInfo(640, 480, 1, {5, 10, 15, 30}),
+                  host::MakeSensorInfo(320, 240, 1, {5, 10, 15, 30})};
+    main.mode = 0x3;
+    host::FakeSensor front;
+    front.id = 2;
+    front.infos = {host::MakeSensorInfo(640, 480, 2, {5, 10, 15})};
+    front.mode = 0x1;
+    return {main, front};
+}
+
+void ApplyDefaultCameraDevices() {
+    host::SetSensorIdsOfDevice(0, {0});
+    host::SetSensorIdsOfDevice(1, {2});
+}
+
+}  // namespace aon_sim

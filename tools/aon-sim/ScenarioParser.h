@@ -1,0 +1,70 @@
+// Reads a scenario file whole and checks it before anything runs: every line is parsed, every
+// client name resolved, every use of a client checked against its declaration and its death.
+// A mistake is reported as "<file>:<line>: expected <what>, got <what was there>".
+//
+// Not thread-safe; one parser per file.
+#pragma once
+
+#include <istream>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/aon-sim/LineCursor.h"
+#include "tools/aon-sim/ScenarioCommand.h"
+
+namespace aon_sim {
+
+class ScenarioParser final {
+  public:
+    // `path` is the name the errors and the trace show.
+    explicit ScenarioParser(std::string path);
+
+    // Parses the whole text. On any mistake returns false with every error in errors() (at most
+    // one per line) and leaves `scenario` untouched.
+    bool Parse(std::istream& in, Scenario* scenario);
+    const std::vector<std::string>& errors() const { return mErrors; }
+
+  private:
+    struct ClientInfo {
+        int declaredLine = 0;
+        int diedLine = 0;  // 0 while alive
+    };
+
+    std::optional<CommandBody> ParseCommand(LineCursor& cursor, int line);
+    std::optional<CommandBody> ParseProperty(LineCursor& cursor);
+    std::optional<CommandBody> ParseVendor(LineCursor& cursor);
+    std::optional<CommandBody> ParseClientDeclare(LineCursor& cursor, int line);
+    std::optional<CommandBody> ParseClientCommand(LineCursor& cursor, const std::string& client,
+                                                  int line);
+    std::optional<CommandBody> ParseSubscribe(LineCursor& cursor, ClientCall call);
+    bool ParseCallTail(LineCursor& cursor, ClientCall* call, bool takesHandle);
+    std::optional<CommandBody> ParseCamera(LineCursor& cursor, int line);
+    std::optional<CommandBody> ParseFrame(LineCursor& cursor, bool several, int line);
+    std::optional<CommandBody> ParseWait(LineCursor& cursor);
+    std::optional<CommandBody> ParseNote(LineCursor& cursor);
+
+    // Expectations (ScenarioParserExpect.cpp).
+    std::optional<CommandBody> ParseExpect(LineCursor& cursor);
+    std::optional<CommandBody> ParseExpectClient(LineCursor& cursor, const std::string& client);
+    std::optional<CommandBody> ParseExpectVendor(LineCursor& cursor);
+    std::optional<CommandBody> ParseExpectLog(LineCursor& cursor, bool present);
+
+    // Reads a client name that must be declared, and alive unless `deadAllowed`.
+    bool ReadClient(LineCursor& cursor, std::string* name, bool deadAllowed);
+    bool CheckClientUsable(LineCursor& cursor, const std::string& name, bool deadAllowed);
+    void NeedsService(int line);
+
+    std::string mPath;
+    std::vector<std::string> mErrors;
+    std::map<std::string, ClientInfo> mClients;
+    std::map<int32_t, std::string> mPids;
+    int mFirstServiceLine = 0;  // first line that needs the running service
+};
+
+// Reads and parses a file. On failure the errors are in `errors` ("cannot read" included).
+bool ParseScenarioFile(const std::string& path, Scenario* scenario,
+                       std::vector<std::string>* errors);
+
+}  // namespace aon_sim

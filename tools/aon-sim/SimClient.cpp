@@ -1,0 +1,68 @@
+#include "tools/aon-sim/SimClient.h"
+
+#include "tools/aon-sim/ResultDescription.h"
+#include "tools/aon-sim/ThreadName.h"
+
+namespace aon_sim {
+
+using aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
+using aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
+
+SimClient::SimClient(std::string name, Trace& trace, bool withValues, const FrameSaver* saver)
+    : mName(std::move(name)), mTrace(trace), mWithValues(withValues), mSaver(saver) {}
+
+ndk::ScopedAStatus SimClient::onAONEvent(int64_t clientHandle, const AONCallBackInfo& info) {
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        ++mEventCount;
+        mLastEvent = info;
+    }
+    EventEntry entry;
+    entry.client = mName;
+    entry.thread = CurrentThreadName();
+    entry.handle = clientHandle;
+    entry.serviceType = info.serviceType;
+    entry.results = DescribeResults(info.results, mWithValues);
+    mTrace.Append(std::move(entry));
+    if (mSaver != nullptr) {
+        std::string path;
+        std::string error;
+        if (!mSaver->Save(mName, info, &path, &error) && !error.empty()) {
+            mTrace.Append(NoteEntry{"cannot save the image of " + mName + ": " + error});
+        }
+    }
+    return ndk::ScopedAStatus::ok();
+}
+
+ndk::ScopedAStatus SimClient::onAONSensorEvent(int64_t clientHandle,
+                                               const AONSensorStateInfo& info) {
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        mStates.emplace_back(info.sensorId, info.state);
+    }
+    SensorStateEntry entry;
+    entry.client = mName;
+    entry.thread = CurrentThreadName();
+    entry.handle = clientHandle;
+    entry.sensorId = info.sensorId;
+    entry.state = info.state;
+    mTrace.Append(std::move(entry));
+    return ndk::ScopedAStatus::ok();
+}
+
+int64_t SimClient::eventCount() const {
+    std::lock_guard<std::mutex> guard(mLock);
+    return mEventCount;
+}
+
+std::vector<std::pair<int32_t, int32_t>> SimClient::states() const {
+    std::lock_guard<std::mutex> guard(mLock);
+    return mStates;
+}
+
+std::optional<AONCallBackInfo> SimClient::lastEvent() const {
+    std::lock_guard<std::mutex> guard(mLock);
+    return mLastEvent;
+}
+
+}  // namespace aon_sim

@@ -1,0 +1,158 @@
+// The records of the trace: everything a run shows, in the order it happened. Both renderings
+// (the readable timeline and JSON lines) are made from these records alone.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace aon_sim {
+
+// A step of the run: a scenario line, or a step of the demonstration (line 0).
+struct StepEntry {
+    int line = 0;
+    std::string text;
+};
+
+// A remark of the simulator itself (what it did as host, what it noticed).
+struct NoteEntry {
+    std::string text;
+};
+
+// A binder status as the client saw it.
+struct CallResult {
+    int32_t exception = 0;        // EX_NONE when 0
+    int32_t serviceSpecific = 0;  // with EX_SERVICE_SPECIFIC
+    int32_t status = 0;           // the transport status, with EX_TRANSACTION_FAILED
+    std::string message;
+    bool ok() const { return exception == 0; }
+};
+
+struct FrameSize {
+    int32_t width = 0;
+    int32_t height = 0;
+    std::vector<int32_t> fpsList;
+};
+
+struct SensorSummary {
+    int32_t sensorId = 0;
+    int32_t sensorParam1 = 0;
+    int32_t sensorParam2 = 0;
+    int32_t supportServiceType = 0;
+    std::vector<FrameSize> frameInfos;
+};
+
+// The status of one IAONService call, with its out values.
+struct StatusEntry {
+    std::string client;
+    std::string method;
+    CallResult result;
+    std::optional<int64_t> handle;                      // registerClient
+    std::optional<std::vector<SensorSummary>> sensors;  // getAonSensorInfoList
+};
+
+// One AONResult: its key, the union member set, the number of elements, and the value rendered
+// as JSON (only when values are shown; long arrays as a digest).
+struct ResultItem {
+    int32_t key = 0;
+    std::string type;
+    bool array = false;
+    size_t size = 1;
+    std::string value;
+};
+
+struct EventEntry {
+    std::string client;
+    std::string thread;
+    int64_t handle = 0;
+    int32_t serviceType = 0;
+    std::vector<ResultItem> results;
+};
+
+struct SensorStateEntry {
+    std::string client;
+    std::string thread;
+    int64_t handle = 0;
+    int32_t sensorId = 0;
+    int32_t state = 0;
+};
+
+// The decoded user_param of an init call.
+struct ParamFields {
+    int32_t sensorId = 0;
+    int32_t width = 0;
+    int32_t height = 0;
+    int32_t fps = 0;
+    int32_t requestedFps = 0;
+    int32_t serviceType = 0;
+    uint32_t mainFormat = 0;
+    uint32_t subFormat = 0;
+    uint32_t debugMode = 0;
+    bool callback = false;  // whether a stream callback was passed
+};
+
+// One call the vendor stream received, with its arguments and its answer.
+struct VendorEntry {
+    std::string call;
+    std::string thread;
+    int64_t result = 0;
+    int32_t sensorId = 0;            // getSensorInfo, getSensorMode
+    std::vector<int32_t> sensorIds;  // getSensorList (answer), notifySensorState (argument)
+    int32_t opened = 0;              // notifySensorState
+    uint32_t mode = 0;               // getSensorMode (answer)
+    size_t count = 0;                // getSensorInfo: entries answered
+    std::optional<ParamFields> param;  // init
+};
+
+// A frame the vendor stream produced.
+struct FrameEntry {
+    uint32_t frameId = 0;
+    uint32_t width = 0;
+    uint32_t height = 0;
+    uint32_t serviceType = 0;
+    uint32_t apuOutputSize = 0;
+    uint32_t imageStride = 0;
+    uint32_t imageHeight = 0;
+    bool delivered = false;  // false: no stream was running to deliver it
+};
+
+struct LogEntry {
+    int priority = 0;
+    std::string tag;
+    std::string text;
+    std::string thread;
+};
+
+// A frame the stream delivered that a registered client did not receive.
+struct DropEntry {
+    std::string client;
+    uint32_t frameId = 0;
+    std::string reason;
+};
+
+// An expectation that held.
+struct ExpectEntry {
+    int line = 0;
+    std::string text;
+};
+
+using TraceBody = std::variant<StepEntry, NoteEntry, StatusEntry, EventEntry, SensorStateEntry,
+                               VendorEntry, FrameEntry, LogEntry, DropEntry, ExpectEntry>;
+
+struct TraceEntry {
+    uint64_t seq = 0;
+    int64_t timeMicros = 0;
+    TraceBody body;
+};
+
+// Readable names used by both renderings.
+const char* PriorityLetter(int priority);  // "V", "D", "I", "W", "E", "F", or "?"
+const char* SensorStateName(int32_t state);  // "idle", "started", "busy", or "?"
+// "EX_ILLEGAL_ARGUMENT", ... or the number.
+std::string ExceptionName(int32_t exception);
+// A status as the scenario language writes results: ok, error 1 "text", exception EX_....
+std::string CallResultText(const CallResult& result);
+
+}  // namespace aon_sim

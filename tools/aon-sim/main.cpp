@@ -1,0 +1,162 @@
+// aon-sim: runs libtcam_hal_aon on a desk. It hosts the library as the camera process does and
+// plays its clients, the camera stack and the vendor stream: a demonstration in real time, or a
+// scenario file in virtual time with a deterministic trace and expectations.
+#include <cutils/properties.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/FakeAovStream.h"
+#include "host/SimulatedAovStream.h"
+#include "tools/aon-sim/Console.h"
+#include "tools/aon-sim/Demo.h"
+#include "tools/aon-sim/DefaultDevice.h"
+#include "tools/aon-sim/FrameSaver.h"
+#include "tools/aon-sim/JsonRenderer.h"
+#include "tools/aon-sim/LogTap.h"
+#include "tools/aon-sim/Options.h"
+#include "tools/aon-sim/ScenarioParser.h"
+#include "tools/aon-sim/ScenarioRunner.h"
+#include "tools/aon-sim/Simulation.h"
+#include "tools/aon-sim/SteadyClock.h"
+#include "tools/aon-sim/TextRenderer.h"
+#include "tools/aon-sim/ThreadName.h"
+#include "tools/aon-sim/Trace.h"
+#include "tools/aon-sim/VirtualClock.h"
+
+namespace aon_sim {
+namespace {
+
+constexpr int kExitOk = 0;
+constexpr int kExitFailed = 1;
+constexpr int kExitMalformed = 2;
+constexpr char kRunnerThread[] = "aon-sim";
+
+// The library's objects live until the process ends, as in the camera process, which is never
+// torn down in an orderly way: the run ends here without static destruction.
+[[noreturn]] void Finish(int status) {
+    std::fflush(stdout);
+    std::fflush(stderr);
+    std::_Exit(status);
+}
+
+bool MakeDirectory(const std::string& path, std::string* error) {
+    if (mkdir(path.c_str(), 0755) == 0 || errno == EEXIST) return true;
+    *error = path + ": " + std::strerror(errno);
+    return false;
+}
+
+// Runs the demonstration or the scenario and ends the process: what the library holds (clients,
+// the trace it logs to) stays valid to the end.
+[[noreturn]] void Run(const Options& options, const Scenario* scenario) {
+    SetCurrentThreadName(kRunnerThread);
+    const bool deterministic = scenario != nullptr;
+    VirtualClock virtualClock;
+    SteadyClock steadyClock;
+    const Clock& clock = deterministic ? static_cast<const Clock&>(virtualClock) : steadyClock;
+
+    Trace trace(clock);
+    Console console(stdout);
+    TextRenderer text(console, {options.foldFrames.value_or(!deterministic), kRunnerThread});
+    JsonRenderer json(stdout);
+    trace.AddSink(options.json ? static_cast<TraceSink*>(&json) : &text);
+    const LogTap tap(trace, deterministic);
+
+    for (const auto& [name, value] : options.properties) {
+        property_set(name.c_str(), value.c_str());
+        trace.Append(NoteEntry{"property " + name + " = " + value});
+    }
+    std::unique_ptr<FrameSaver> saver;
+    if (!options.saveFrames.empty()) {
+        std::string error;
+        if (!MakeDirectory(options.saveFrames, &error)) {
+            std::fprintf(stderr, "aon-sim: cannot save frames: %s\n", error.c_str());
+            Finish(kExitMalformed);
+        }
+        saver = std::make_unique<FrameSaver>(options.saveFrames, options.frameColor);
+    }
+
+    Simulation simulation(trace, {options.values, saver.get()});
+    host::FakeAovStream& vendor = host::FakeAovStream::Get();
+    vendor.SetSensors(DefaultSensors());
+    auto* stream = new host::SimulatedAovStream(
+            vendor,
+            deterministic ? host::SimulatedAovStream::Delivery::kOnCommand
+                          : host::SimulatedAovStream::Delivery::kOwnThread,
+            &simulation);
+    host::SetAovStreamInstance(stream);  // the library never frees its stream
+
+    std::string failure;
+    bool passed = true;
+    int64_t expectations = 0;
+    if (scenario != nullptr) {
+        ScenarioRunner runner(*scenario, simulation, *stream, vendor, trace, virtualClock);
+        passed = runner.Run(&failure);
+        expectations = runner.expectationsPassed();
+    } else {
+        Demo demo(simulation, *stream, trace,
+                  options.json || !console.interactive() ? nullptr : &console,
+                  options.demoSeconds);
+        passed = demo.Run(&failure);
+        if (!passed) failure = "aon-sim: demonstration failed: " + failure;
+    }
+    stream->Shutdown();
+    Summary summary = simulation.MakeSummary(static_cast<double>(clock.NowMicros()) / 1e6);
+    summary.expectationsPassed = expectations;
+    trace.WriteSummary(summary);
+    if (!passed) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "%s\n", failure.c_str());
+        Finish(kExitFailed);
+    }
+    Finish(kExitOk);
+}
+
+int Main(int argc, char** argv) {
+    Options options;
+    std::string error;
+    if (!ParseOptions(argc, argv, &options, &error)) {
+        std::fprintf(stderr, "aon-sim: %s\n\n%s", error.c_str(), Usage());
+        return kExitMalformed;
+    }
+    if (options.help) {
+        std::fputs(Usage(), stdout);
+        return kExitOk;
+    }
+    if (options.check && options.scenarios.empty()) {
+        std::fprintf(stderr, "aon-sim: --check needs scenario files\n");
+        return kExitMalformed;
+    }
+    // Every scenario is read and checked whole before anything runs.
+    std::vector<Scenario> scenarios(options.scenarios.size());
+    bool malformed = false;
+    for (size_t i = 0; i < options.scenarios.size(); ++i) {
+        std::vector<std::string> errors;
+        if (!ParseScenarioFile(options.scenarios[i], &scenarios[i], &errors)) {
+            for (const std::string& line : errors) std::fprintf(stderr, "%s\n", line.c_str());
+            malformed = true;
+        }
+    }
+    if (malformed) return kExitMalformed;
+    if (options.check) {
+        for (const Scenario& scenario : scenarios) {
+            std::printf("%s: %zu commands, well formed\n", scenario.path.c_str(),
+                        scenario.commands.size());
+        }
+        return kExitOk;
+    }
+    Run(options, scenarios.empty() ? nullptr : &scenarios.front());
+}
+
+}  // namespace
+}  // namespace aon_sim
+
+int main(int argc, char** argv) {
+    aon_sim::Finish(aon_sim::Main(argc, argv));
+}

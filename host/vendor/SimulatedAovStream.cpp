@@ -178,12 +178,12 @@ void SimulatedAovStream::RunFrames() {
 
 bool SimulatedAovStream::Produce(const Config& config, uint32_t frameId,
                                  const FrameOverrides& overrides) {
-    SyntheticFrameSpec spec;
-    spec.frameId = frameId;
-    spec.width = overrides.width.value_or(config.width);
-    spec.height = overrides.height.value_or(config.height);
-    spec.serviceType = overrides.serviceType.value_or(config.serviceType);
-    FillSyntheticFrame(mBuilder, spec);
+    SyntheticFrameSpec wanted;
+    wanted.frameId = frameId;
+    wanted.width = overrides.width.value_or(config.width);
+    wanted.height = overrides.height.value_or(config.height);
+    wanted.serviceType = overrides.serviceType.value_or(config.serviceType);
+    FillSyntheticFrame(mBuilder, wanted);
     if (overrides.apuOutputSize) mBuilder.apuOutputSize(*overrides.apuOutputSize);
     if (overrides.fusionCount) {
         const uint32_t count = *overrides.fusionCount;

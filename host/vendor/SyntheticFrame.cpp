@@ -25,21 +25,21 @@ struct FaceBox {
     int32_t size = 0;
 };
 
-FaceBox FaceOf(const SyntheticFrameSpec& spec) {
+FaceBox FaceOf(const SyntheticFrameSpec& wanted) {
     FaceBox face;
-    const int32_t width = static_cast<int32_t>(spec.width);
-    const int32_t height = static_cast<int32_t>(spec.height);
+    const int32_t width = static_cast<int32_t>(wanted.width);
+    const int32_t height = static_cast<int32_t>(wanted.height);
     face.size = std::max(2, std::min(width, height) / 4);
-    face.left = Triangle(spec.frameId, 64, std::max(0, width - face.size));
-    face.top = Triangle(spec.frameId + 16, 40, std::max(0, height - face.size));
+    face.left = Triangle(wanted.frameId, 64, std::max(0, width - face.size));
+    face.top = Triangle(wanted.frameId + 16, 40, std::max(0, height - face.size));
     return face;
 }
 
-void FillImage(EventBuilder& builder, const SyntheticFrameSpec& spec, uint32_t rows) {
+void FillImage(EventBuilder& builder, const SyntheticFrameSpec& wanted, uint32_t rows) {
     uint8_t* data = builder.imageData(ImageBlock::kImage);
-    const uint32_t width = spec.width;
-    const FaceBox face = FaceOf(spec);
-    const uint32_t shift = spec.frameId * 4;
+    const uint32_t width = wanted.width;
+    const FaceBox face = FaceOf(wanted);
+    const uint32_t shift = wanted.frameId * 4;
     // Y: diagonal bars sliding to the right, the face a bright square with a dark rim.
     for (uint32_t y = 0; y < rows; ++y) {
         uint8_t* row = data + static_cast<size_t>(y) * width;
@@ -78,22 +78,22 @@ void FillImage(EventBuilder& builder, const SyntheticFrameSpec& spec, uint32_t r
     }
 }
 
-void FillDetectors(EventBuilder& builder, const SyntheticFrameSpec& spec) {
-    const FaceBox face = FaceOf(spec);
-    const float width = static_cast<float>(std::max(1u, spec.width));
-    const float height = static_cast<float>(std::max(1u, spec.height));
+void FillDetectors(EventBuilder& builder, const SyntheticFrameSpec& wanted) {
+    const FaceBox face = FaceOf(wanted);
+    const float width = static_cast<float>(std::max(1u, wanted.width));
+    const float height = static_cast<float>(std::max(1u, wanted.height));
     const float left = static_cast<float>(face.left) / width;
     const float top = static_cast<float>(face.top) / height;
     const float right = static_cast<float>(face.left + face.size) / width;
     const float bottom = static_cast<float>(face.top + face.size) / height;
-    const float yaw = static_cast<float>(Triangle(spec.frameId, 48, 60) - 30);
-    const float pitch = static_cast<float>(Triangle(spec.frameId + 8, 32, 30) - 15);
-    const float roll = static_cast<float>(Triangle(spec.frameId + 4, 24, 20) - 10);
-    const float score = 0.90f + static_cast<float>(spec.frameId % 10) / 100.0f;
+    const float yaw = static_cast<float>(Triangle(wanted.frameId, 48, 60) - 30);
+    const float pitch = static_cast<float>(Triangle(wanted.frameId + 8, 32, 30) - 15);
+    const float roll = static_cast<float>(Triangle(wanted.frameId + 4, 24, 20) - 10);
+    const float score = 0.90f + static_cast<float>(wanted.frameId % 10) / 100.0f;
 
-    if (spec.serviceType & kServiceTypeFusion) {
+    if (wanted.serviceType & kServiceTypeFusion) {
         // Item: class id (1 face, 2 person), box, score, head pose; a person every other frame.
-        std::vector<FusionItem> items(1 + spec.frameId % 2);
+        std::vector<FusionItem> items(1 + wanted.frameId % 2);
         items[0].word0 = 1;
         items[0].words = {left, top, right, bottom, score, yaw, pitch, roll};
         if (items.size() > 1) {
@@ -103,20 +103,20 @@ void FillDetectors(EventBuilder& builder, const SyntheticFrameSpec& spec) {
         }
         builder.fusion(static_cast<uint32_t>(items.size()), 0.0f, items);
     }
-    if (spec.serviceType & kServiceTypeFaceAngle) {
+    if (wanted.serviceType & kServiceTypeFaceAngle) {
         builder.faceAngle({yaw, pitch, roll, left, top, right, bottom, score,
                            (left + right) / 2, (top + bottom) / 2, 0, 0, 0, 0});
     }
-    if (spec.serviceType & kServiceTypeGaze) {
+    if (wanted.serviceType & kServiceTypeGaze) {
         const float gazeX = yaw / 90.0f;
         const float gazeY = pitch / 90.0f;
         builder.gaze({gazeX, gazeY, -1.0f, score, (left + right) / 2, (top + bottom) / 2});
     }
-    if (spec.serviceType & kServiceTypeFaceFeature) {
+    if (wanted.serviceType & kServiceTypeFaceFeature) {
         // The same face every frame, give or take the sensor noise.
         std::array<uint8_t, kFaceFeatureResultBytes> feature{};
         for (size_t i = 0; i < feature.size(); ++i) {
-            feature[i] = static_cast<uint8_t>(i * 37 + 11 + (spec.frameId + i) % 3);
+            feature[i] = static_cast<uint8_t>(i * 37 + 11 + (wanted.frameId + i) % 3);
         }
         builder.faceFeature(feature);
     }
@@ -124,21 +124,21 @@ void FillDetectors(EventBuilder& builder, const SyntheticFrameSpec& spec) {
 
 }  // namespace
 
-uint32_t FillSyntheticFrame(EventBuilder& builder, const SyntheticFrameSpec& spec) {
+uint32_t FillSyntheticFrame(EventBuilder& builder, const SyntheticFrameSpec& wanted) {
     builder.reset();
-    builder.frame(spec.frameId, spec.width, spec.height)
-            .serviceType(spec.serviceType)
+    builder.frame(wanted.frameId, wanted.width, wanted.height)
+            .serviceType(wanted.serviceType)
             .fullApuOutputSize();
-    FillDetectors(builder, spec);
-    if (spec.width == 0 || spec.height == 0) return 0;
+    FillDetectors(builder, wanted);
+    if (wanted.width == 0 || wanted.height == 0) return 0;
     const size_t capacity = EventBuilder::ImageCapacity(ImageBlock::kImage);
     // Whole row pairs of Y and UV that fit in the block.
-    const size_t rowPairBytes = static_cast<size_t>(spec.width) * 3;
+    const size_t rowPairBytes = static_cast<size_t>(wanted.width) * 3;
     const uint32_t rows = static_cast<uint32_t>(
-            std::min<size_t>(spec.height / 2, capacity / rowPairBytes) * 2);
+            std::min<size_t>(wanted.height / 2, capacity / rowPairBytes) * 2);
     if (rows == 0) return 0;
-    builder.image(ImageBlock::kImage, spec.width, rows, {});
-    FillImage(builder, spec, rows);
+    builder.image(ImageBlock::kImage, wanted.width, rows, {});
+    FillImage(builder, wanted, rows);
     return rows;
 }
 

@@ -140,17 +140,17 @@ void ScenarioRunner::ScriptSensor(const VendorSensor& sensor) {
     mVendor.SetSensors(mSensors);
 }
 
-void ScenarioRunner::Frames(const FrameSpec& spec) {
+void ScenarioRunner::Frames(const FrameSpec& wanted) {
     host::FrameOverrides overrides;
-    overrides.frameId = spec.frameId;
-    overrides.width = spec.width;
-    overrides.height = spec.height;
-    overrides.serviceType = spec.serviceType;
-    overrides.apuOutputSize = spec.apuOutputSize;
-    overrides.fusionCount = spec.fusionCount;
-    overrides.image = spec.image;
-    overrides.debugImage = spec.debugImage;
-    for (int32_t i = 0; i < spec.count; ++i) {
+    overrides.frameId = wanted.frameId;
+    overrides.width = wanted.width;
+    overrides.height = wanted.height;
+    overrides.serviceType = wanted.serviceType;
+    overrides.apuOutputSize = wanted.apuOutputSize;
+    overrides.fusionCount = wanted.fusionCount;
+    overrides.image = wanted.image;
+    overrides.debugImage = wanted.debugImage;
+    for (int32_t i = 0; i < wanted.count; ++i) {
         // Each frame takes one frame time of the running stream.
         const std::vector<host::AovCallRecord> inits = mVendor.CallsOf(host::AovCall::kInit);
         const int32_t fps = inits.empty() ? 0 : inits.back().param.fps;

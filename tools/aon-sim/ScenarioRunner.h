@@ -34,7 +34,7 @@ class ScenarioRunner final {
     // Runs one action line; false with `failure` ("expected ..., got ...") when its inline
     // result expectation fails.
     bool Act(const Command& command, std::string* failure);
-    void Frames(const FrameSpec& spec);
+    void Frames(const FrameSpec& wanted);
     void ScriptSensor(const VendorSensor& sensor);
 
     const Scenario& mScenario;

@@ -1,5 +1,5 @@
 // Host-only: the content of the simulated vendor stream's frames. A frame is a pure function of
-// its spec, so that the same frame id and configuration always give the same bytes.
+// its wanted, so that the same frame id and configuration always give the same bytes.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +20,6 @@ struct SyntheticFrameSpec {
 // types (fusion items, face angle, gaze, face feature of one face moving across the picture), and
 // a moving NV12 test pattern of width x height in the image block (rows past what the block holds
 // are left out). Returns the image height actually written.
-uint32_t FillSyntheticFrame(EventBuilder& builder, const SyntheticFrameSpec& spec);
+uint32_t FillSyntheticFrame(EventBuilder& builder, const SyntheticFrameSpec& wanted);
 
 }  // namespace host

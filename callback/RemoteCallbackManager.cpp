@@ -3,6 +3,8 @@
 #include <android/binder_status.h>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <string>
 #include <utility>
 
@@ -14,12 +16,18 @@ namespace {
 
 constexpr char kLogClass[] = "RemoteCallbackManager";
 
-// Calls `deliver(handle, callback)` for every client of the copy, in ascending handle order, that
-// answers a ping. A client that does not answer is skipped quietly; its death notification removes
-// it.
-template <typename Callbacks, typename Deliver>
-void DeliverToLiveClients(const Callbacks& callbacks, Deliver deliver) {
-    for (const auto& [handle, callback] : callbacks) {
+// The registry admits one client at a time: an event's copy of the clients fits in this many
+// entries on the stack, so that delivering an event allocates nothing. A larger map (not expected)
+// is copied whole.
+constexpr size_t kInlineEventClients = 2;
+
+// Calls `deliver(handle, callback)` for every client of the copy [first, last), in ascending handle
+// order, that answers a ping. A client that does not answer is skipped quietly; its death
+// notification removes it.
+template <typename Iterator, typename Deliver>
+void DeliverToLiveClients(Iterator first, Iterator last, Deliver deliver) {
+    for (; first != last; ++first) {
+        const auto& [handle, callback] = *first;
         if (callback == nullptr) continue;
         if (AIBinder_ping(callback->asBinder().get()) != STATUS_OK) continue;
         deliver(handle, callback);
@@ -193,14 +201,24 @@ void RemoteCallbackManager::OnAONEvent(AONCallBackInfo& info) {
         AON_LOGW("OnAONEvent try_lock failed");
         return;
     }
-    CallbackMap callbacks;
+    // The copy: in place on the stack for the usual one client, a whole map otherwise. Either
+    // keeps every callback alive during delivery and the ascending handle order.
+    std::array<std::pair<long, std::shared_ptr<IAONServiceCallBack>>, kInlineEventClients> few;
+    size_t fewCount = 0;
+    CallbackMap many;
     {
         std::lock_guard<std::mutex> lock(mMutex, std::adopt_lock);
-        callbacks = mCallbacks;
+        if (mCallbacks.size() <= few.size()) {
+            for (const auto& entry : mCallbacks) few[fewCount++] = entry;
+        } else {
+            many = mCallbacks;
+        }
     }
-    DeliverToLiveClients(callbacks, [&info](long handle, const auto& callback) {
+    const auto deliver = [&info](long handle, const auto& callback) {
         (void)callback->onAONEvent(handle, info);
-    });
+    };
+    DeliverToLiveClients(few.begin(), few.begin() + fewCount, deliver);
+    DeliverToLiveClients(many.begin(), many.end(), deliver);
 }
 
 void RemoteCallbackManager::OnAONSensorEvent(AONSensorStateInfo& info) {
@@ -215,9 +233,10 @@ void RemoteCallbackManager::OnAONSensorEvent(AONSensorStateInfo& info) {
             mSensorStates.erase(info.sensorId);
         }
     }
-    DeliverToLiveClients(callbacks, [&info](long handle, const auto& callback) {
-        (void)callback->onAONSensorEvent(handle, info);
-    });
+    DeliverToLiveClients(callbacks.begin(), callbacks.end(),
+                         [&info](long handle, const auto& callback) {
+                             (void)callback->onAONSensorEvent(handle, info);
+                         });
 }
 
 }  // namespace tarvo::aon

@@ -4,17 +4,21 @@
 #include <cinttypes>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "host/properties_control.h"
 
 namespace {
 
+// The map compares names with std::less<> so that a lookup by std::string_view builds no
+// std::string and measures the name once: a property read allocates nothing, as on a device.
 struct Store {
     std::mutex lock;
-    std::map<std::string, std::string> values;
+    std::map<std::string, std::string, std::less<>> values;
 };
 
 Store& store() {
@@ -38,17 +42,22 @@ intmax_t getIntInRange(const char* key, intmax_t lowest, intmax_t highest, intma
 }  // namespace
 
 extern "C" int property_get(const char* key, char* value, const char* default_value) {
-    std::string found;
     if (key != nullptr) {
         std::lock_guard<std::mutex> guard(store().lock);
-        auto it = store().values.find(key);
-        if (it != store().values.end()) found = it->second;
+        const auto it = store().values.find(std::string_view(key));
+        if (it != store().values.end() && !it->second.empty()) {
+            const std::string& found = it->second;
+            memcpy(value, found.c_str(), found.size() + 1);
+            return static_cast<int>(found.size());
+        }
     }
-    if (found.empty() && default_value != nullptr) {
-        found.assign(default_value, strnlen(default_value, PROPERTY_VALUE_MAX - 1));
+    size_t length = 0;
+    if (default_value != nullptr) {
+        length = strnlen(default_value, PROPERTY_VALUE_MAX - 1);
+        memcpy(value, default_value, length);
     }
-    memcpy(value, found.c_str(), found.size() + 1);
-    return static_cast<int>(found.size());
+    value[length] = '\0';
+    return static_cast<int>(length);
 }
 
 extern "C" int8_t property_get_bool(const char* key, int8_t default_value) {
@@ -92,7 +101,7 @@ namespace host {
 
 std::map<std::string, std::string> ListProperties() {
     std::lock_guard<std::mutex> guard(store().lock);
-    return store().values;
+    return {store().values.begin(), store().values.end()};
 }
 
 void ClearProperties() {

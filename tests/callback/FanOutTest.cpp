@@ -1,58 +1,47 @@
 // Delivery of detector events and sensor states to the registered client.
-#include <aidl/vendor/tarvo/hardware/camera/aon/AONResult.h>
-#include <aidl/vendor/tarvo/hardware/camera/aon/AONResultValue.h>
-#include <android/binder_interface_utils.h>
-#include <android/binder_status.h>
 #include <host/binder_control.h>
 
-#include <chrono>
 #include <functional>
-#include <future>
-#include <ostream>
-#include <string>
 #include <thread>
 
 #include "tests/callback/GatedCallback.h"
 #include "tests/callback/RegistryFixture.h"
+#include "tests/support/Named.h"
 
 namespace aon_test {
 namespace {
 
-using ::aidl::vendor::tarvo::hardware::camera::aon::AONResult;
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONResultValue;
-using tarvo::aon::RemoteCallbackManager;
 
+// A face-angle event with its frame id.
 AONCallBackInfo FaceEvent() {
     AONCallBackInfo info;
     info.serviceType = 2;
-    AONResult frameId;
-    frameId.key = 0;
-    frameId.value = AONResultValue::make<AONResultValue::Tag::intValue>(77);
-    info.results.push_back(frameId);
+    info.results.resize(1);
+    info.results[0].value = AONResultValue::make<AONResultValue::Tag::intValue>(77);
     return info;
 }
 
 TEST_F(RemoteCallbackManagerTest, RecordsReachTheClientOnlyWhileItAnswersPings) {
     RemoteCallback client = MakeRemoteCallback();
-    long handle = 0;
-    ASSERT_EQ(0, mRegistry->RegisterClient(client.proxy, &handle));
+    Register(client.proxy);
     AONCallBackInfo event = FaceEvent();
-    AONSensorStateInfo started = SensorState(2, 1);
 
     // Delivered synchronously on the caller's thread, each with the client's own handle.
     mRegistry->OnAONEvent(event);
-    mRegistry->OnAONSensorEvent(started);
+    SendState(2, 1);
     ASSERT_EQ(1u, client.fake->eventCount());
     EXPECT_EQ(1, client.fake->events()[0].clientHandle);
     EXPECT_EQ(event, client.fake->events()[0].info);
     ASSERT_EQ(1u, client.fake->sensorEventCount());
     EXPECT_EQ(1, client.fake->sensorEvents()[0].clientHandle);
-    EXPECT_EQ(started, client.fake->sensorEvents()[0].info);
+    EXPECT_EQ(2, client.fake->sensorEvents()[0].info.sensorId);
+    EXPECT_EQ(1, client.fake->sensorEvents()[0].info.state);
     EXPECT_TRUE(logged(ANDROID_LOG_INFO, "OnAONSensorEvent:sensorId:2, state:1"));
 
     host::SetPingStatus(client.binder.get(), STATUS_FAILED_TRANSACTION);
     mRegistry->OnAONEvent(event);
-    mRegistry->OnAONSensorEvent(started);
+    SendState(2, 1);
     EXPECT_EQ(1u, client.fake->eventCount());
     EXPECT_EQ(1u, client.fake->sensorEventCount());
     EXPECT_TRUE(mRegistry->CheckClientHandleRegistered(1));
@@ -60,17 +49,12 @@ TEST_F(RemoteCallbackManagerTest, RecordsReachTheClientOnlyWhileItAnswersPings) 
 
 // OnAONEvent only tries the registry's mutex and loses the event when it is busy; OnAONSensorEvent
 // waits for it. The registered client is wrapped in a GatedCallback: each operation below reads
-// the client's binder with the mutex held, so while the gate keeps that read waiting, the mutex is
-// held by the operation on the holder thread.
-struct LockHolder {
-    const char* name;
+// the client's binder with the mutex held, so while the gate holds that read, the mutex is held
+// by the operation on the holder thread.
+struct LockHolder : Named {
     std::function<void(RemoteCallbackManager&, const RemoteCallback&)> run;
     bool clientStays;
 };
-
-void PrintTo(const LockHolder& holder, std::ostream* out) {
-    *out << holder.name;
-}
 
 class BusyRegistryTest : public RemoteCallbackManagerTest,
                          public ::testing::WithParamInterface<LockHolder> {};
@@ -78,25 +62,21 @@ class BusyRegistryTest : public RemoteCallbackManagerTest,
 TEST_P(BusyRegistryTest, EventIsDroppedWhileSensorStateWaits) {
     RemoteCallback client = MakeRemoteCallback();
     auto gated = ndk::SharedRefBase::make<GatedCallback>(client.proxy);
-    long handle = 0;
-    ASSERT_EQ(0, mRegistry->RegisterClient(gated, &handle));
+    Register(gated);
 
-    gated->close();
+    gated->gate.Close();
     std::thread holder([&] { GetParam().run(*mRegistry, client); });
-    const bool held = gated->waitForWaiter();
+    const bool held = gated->gate.WaitEntered();
     std::future<void> sensorEvent;
     if (held) {
         AONCallBackInfo event = FaceEvent();
         mRegistry->OnAONEvent(event);
-        sensorEvent = std::async(std::launch::async, [this] {
-            AONSensorStateInfo started = SensorState(2, 1);
-            mRegistry->OnAONSensorEvent(started);
-        });
+        sensorEvent = std::async(std::launch::async, [this] { SendState(2, 1); });
         EXPECT_EQ(std::future_status::timeout,
                   sensorEvent.wait_for(std::chrono::milliseconds(100)))
                 << "OnAONSensorEvent did not wait for the busy registry";
     }
-    gated->open();
+    gated->gate.Open();
     holder.join();
     ASSERT_TRUE(held) << GetParam().name << " never read the client's binder";
     ASSERT_EQ(std::future_status::ready, sensorEvent.wait_for(std::chrono::seconds(5)));
@@ -116,9 +96,10 @@ INSTANTIATE_TEST_SUITE_P(
         ::testing::Values(
                 LockHolder{"RegisterClient",
                            [](RemoteCallbackManager& registry, const RemoteCallback&) {
-                               RemoteCallback other = MakeRemoteCallback(kClientPid + 1);
                                long handle = 0;
-                               EXPECT_EQ(-2, registry.RegisterClient(other.proxy, &handle));
+                               EXPECT_EQ(-2, registry.RegisterClient(
+                                                     MakeRemoteCallback(kClientPid + 1).proxy,
+                                                     &handle));
                            },
                            true},
                 LockHolder{"UnregisterClient",
@@ -136,7 +117,7 @@ INSTANTIATE_TEST_SUITE_P(
                                host::KillProcess(client.pid);
                            },
                            false}),
-        [](const auto& info) { return std::string(info.param.name); });
+        CaseName());
 
 }  // namespace
 }  // namespace aon_test

@@ -1,25 +1,16 @@
 // Admission, handles, death links and death notification of the client registry.
-#include <android/binder_interface_utils.h>
-#include <android/binder_status.h>
 #include <host/binder_control.h>
 
 #include <functional>
-#include <ostream>
-#include <string>
 #include <utility>
-#include <vector>
 
 #include "tests/callback/RegistryFixture.h"
+#include "tests/support/Named.h"
 
 namespace aon_test {
 namespace {
 
-using tarvo::aon::RemoteCallbackManager;
 using SensorStates = std::vector<std::pair<int, int>>;
-
-constexpr char kHelloLine[] =
-        "RegisterClient callback-> callbackInterfaceHash:8d0c8f312ebf7c4e6a50ebba9432d2bde93c09c2, "
-        "callbackVersionCode:1";
 
 SensorStates ReceivedStates(const FakeServiceCallback& fake, long expectedHandle) {
     SensorStates states;
@@ -30,7 +21,7 @@ SensorStates ReceivedStates(const FakeServiceCallback& fake, long expectedHandle
     return states;
 }
 
-TEST_F(RemoteCallbackManagerTest, NullCallbackIsRefusedAndUnknownHandleIgnored) {
+TEST_F(RemoteCallbackManagerTest, NullCallbackIsRefusedAndUnknownHandleOrDeathIgnored) {
     long handle = 42;
     EXPECT_EQ(-1, mRegistry->RegisterClient(nullptr, &handle));
     EXPECT_EQ(42, handle);
@@ -39,21 +30,23 @@ TEST_F(RemoteCallbackManagerTest, NullCallbackIsRefusedAndUnknownHandleIgnored) 
     EXPECT_EQ(0, mRegistry->UnregisterClient(7));
     EXPECT_TRUE(logged(ANDROID_LOG_WARN, "clientHandle 7 not register"));
     EXPECT_FALSE(mRegistry->CheckClientHandleRegistered(7));
+
+    // A death nobody is registered for changes nothing and is not passed on.
+    mRegistry->OnRemoteCallbackDied(MakeRemoteCallback().binder.get());
+    EXPECT_TRUE(logged(ANDROID_LOG_WARN, "can not find the died callback"));
+    EXPECT_TRUE(mListener.deaths().empty());
 }
 
 // The one-client rule: whichever way the first client leaves, a second one that was refused with
-// -2 (and *handle set to the count, 1) is then admitted with handle 1 again.
-struct Departure {
-    const char* name;
+// -2 (and *handle set to the count, 1) is then admitted with handle 1 again. Only a death is told
+// to the listener: once, after the client is forgotten, with the registry's mutex released.
+struct Departure : Named {
     std::function<void(RemoteCallbackManager&, const RemoteCallback&)> leave;
     int priority;
     const char* line;
     SensorStates statesForNextClient;  // Clear forgets the remembered states, the others keep them
+    size_t deaths;
 };
-
-void PrintTo(const Departure& departure, std::ostream* out) {
-    *out << departure.name;
-}
 
 class ClientDepartureTest : public RemoteCallbackManagerTest,
                             public ::testing::WithParamInterface<Departure> {};
@@ -61,31 +54,34 @@ class ClientDepartureTest : public RemoteCallbackManagerTest,
 TEST_P(ClientDepartureTest, SecondClientIsRefusedUntilTheFirstLeaves) {
     RemoteCallback first = MakeRemoteCallback(kClientPid);
     RemoteCallback second = MakeRemoteCallback(kClientPid + 1);
-    long handle = 0;
-    ASSERT_EQ(0, mRegistry->RegisterClient(first.proxy, &handle));
-    EXPECT_EQ(1, handle);
-    EXPECT_TRUE(logged(ANDROID_LOG_INFO, kHelloLine));
+    EXPECT_EQ(1, Register(first.proxy));
+    EXPECT_TRUE(logged(ANDROID_LOG_INFO,
+                       "RegisterClient callback-> callbackInterfaceHash:"
+                       "8d0c8f312ebf7c4e6a50ebba9432d2bde93c09c2, callbackVersionCode:1"));
     EXPECT_TRUE(logged(ANDROID_LOG_INFO, "RegisterClient success -> client count:1"));
     EXPECT_TRUE(logged(ANDROID_LOG_INFO, "RegisterClient success -> notify sensor state"));
     EXPECT_EQ(1u, host::LinkedDeathRecipientCount(first.binder.get()));
-    AONSensorStateInfo busy = SensorState(4, 2);
-    mRegistry->OnAONSensorEvent(busy);
+    SendState(4, 2);
 
-    handle = 0;
-    EXPECT_EQ(-2, mRegistry->RegisterClient(second.proxy, &handle));
-    EXPECT_EQ(1, handle);
+    EXPECT_EQ(1, Register(second.proxy, -2));
     EXPECT_TRUE(logged(ANDROID_LOG_ERROR, "this only one client, already has other client:1"));
     EXPECT_EQ(0u, host::LinkedDeathRecipientCount(second.binder.get()));
     EXPECT_EQ(0u, second.fake->sensorEventCount());
 
-    GetParam().leave(*mRegistry, first);
+    GetParam().leave(*mRegistry, first);  // a kill returns once the registry has handled it
     EXPECT_TRUE(logged(GetParam().priority, GetParam().line));
     EXPECT_FALSE(mRegistry->CheckClientHandleRegistered(1));
     EXPECT_EQ(0u, host::LinkedDeathRecipientCount(first.binder.get()));
+    const std::vector<FakeListener::Death> deaths = mListener.deaths();
+    ASSERT_EQ(GetParam().deaths, deaths.size());
+    for (const FakeListener::Death& death : deaths) {
+        EXPECT_EQ(1, death.handle);
+        EXPECT_TRUE(tarvo::aon::isCallbackEqual(first.proxy, death.callback));
+        EXPECT_TRUE(death.registryAnswered) << "the listener was called with the mutex held";
+        EXPECT_FALSE(death.stillRegistered);
+    }
 
-    handle = 0;
-    EXPECT_EQ(0, mRegistry->RegisterClient(second.proxy, &handle));
-    EXPECT_EQ(1, handle);
+    EXPECT_EQ(1, Register(second.proxy));
     EXPECT_EQ(GetParam().statesForNextClient, ReceivedStates(*second.fake, 1));
 }
 
@@ -93,22 +89,20 @@ INSTANTIATE_TEST_SUITE_P(
         Departures, ClientDepartureTest,
         ::testing::Values(
                 Departure{"Clear",
-                          [](RemoteCallbackManager& registry, const RemoteCallback&) {
-                              registry.Clear();
-                          },
-                          ANDROID_LOG_INFO, "RemoteCallbackManager clear", {}},
+                          [](RemoteCallbackManager& r, const RemoteCallback&) { r.Clear(); },
+                          ANDROID_LOG_INFO, "RemoteCallbackManager clear", {}, 0},
                 Departure{"Unregister",
-                          [](RemoteCallbackManager& registry, const RemoteCallback&) {
-                              EXPECT_EQ(0, registry.UnregisterClient(1));
+                          [](RemoteCallbackManager& r, const RemoteCallback&) {
+                              EXPECT_EQ(0, r.UnregisterClient(1));
                           },
-                          ANDROID_LOG_INFO, "unregister client:1", {{4, 2}}},
+                          ANDROID_LOG_INFO, "unregister client:1", {{4, 2}}, 0},
                 Departure{"Death",
                           [](RemoteCallbackManager&, const RemoteCallback& client) {
                               host::KillProcess(client.pid);
                           },
                           ANDROID_LOG_WARN, "unregister client for remote callback died:1",
-                          {{4, 2}}}),
-        [](const auto& info) { return std::string(info.param.name); });
+                          {{4, 2}}, 1}),
+        CaseName());
 
 TEST_F(RemoteCallbackManagerTest, SameRemoteObjectTwiceKeepsOneEntryAndRenewsItsDeathLink) {
     RemoteCallback client = MakeRemoteCallback();
@@ -117,26 +111,17 @@ TEST_F(RemoteCallbackManagerTest, SameRemoteObjectTwiceKeepsOneEntryAndRenewsIts
     ASSERT_NE(secondProxy, client.proxy);
     ASSERT_TRUE(tarvo::aon::isCallbackEqual(secondProxy, client.proxy));
 
-    long handle = 0;
-    ASSERT_EQ(0, mRegistry->RegisterClient(client.proxy, &handle));
-    handle = 0;
-    EXPECT_EQ(0, mRegistry->RegisterClient(secondProxy, &handle));
-    EXPECT_EQ(1, handle);
+    Register(client.proxy);
+    EXPECT_EQ(1, Register(secondProxy));
     EXPECT_TRUE(logged(ANDROID_LOG_WARN, "callback has already register, client:1"));
     EXPECT_FALSE(logged(ANDROID_LOG_WARN, "fail to unlink IAONServiceCallBack to death"));
     EXPECT_EQ(1u, host::LinkedDeathRecipientCount(client.binder.get()));
-
     // The count stayed 1: another client is refused with it.
-    RemoteCallback other = MakeRemoteCallback(kClientPid + 1);
-    EXPECT_EQ(-2, mRegistry->RegisterClient(other.proxy, &handle));
-    EXPECT_EQ(1, handle);
+    EXPECT_EQ(1, Register(MakeRemoteCallback(kClientPid + 1).proxy, -2));
 }
 
 TEST_F(RemoteCallbackManagerTest, LocalCallbackIsRegisteredAlthoughItCannotBeLinkedToDeath) {
-    auto local = ndk::SharedRefBase::make<FakeServiceCallback>();
-    long handle = 0;
-    EXPECT_EQ(0, mRegistry->RegisterClient(local, &handle));
-    EXPECT_EQ(1, handle);
+    EXPECT_EQ(1, Register(ndk::SharedRefBase::make<FakeServiceCallback>()));
     EXPECT_TRUE(logged(ANDROID_LOG_ERROR, "Fail to link IAONServiceCallBack to death"));
     EXPECT_TRUE(mRegistry->CheckClientHandleRegistered(1));
 
@@ -148,40 +133,16 @@ TEST_F(RemoteCallbackManagerTest, LocalCallbackIsRegisteredAlthoughItCannotBeLin
 
 TEST_F(RemoteCallbackManagerTest, RememberedSensorStatesReachANewClientBeforeRegisterReturns) {
     for (const auto& [sensorId, state] : SensorStates{{5, 2}, {1, 1}, {3, 2}, {3, 0}, {9, 0}}) {
-        AONSensorStateInfo info = SensorState(sensorId, state);
-        mRegistry->OnAONSensorEvent(info);
+        SendState(sensorId, state);
     }
     EXPECT_TRUE(logged(ANDROID_LOG_INFO, "OnAONSensorEvent:sensorId:3, state:0"));
 
     RemoteCallback client = MakeRemoteCallback();
     // No ping precedes these calls: a client that fails pings receives them all the same.
     host::SetPingStatus(client.binder.get(), STATUS_FAILED_TRANSACTION);
-    long handle = 0;
-    ASSERT_EQ(0, mRegistry->RegisterClient(client.proxy, &handle));
+    Register(client.proxy);
     // Read at once, without waiting: the calls were made before RegisterClient returned.
     EXPECT_EQ((SensorStates{{1, 1}, {5, 2}}), ReceivedStates(*client.fake, 1));
-}
-
-TEST_F(RemoteCallbackManagerTest, KilledClientIsForgottenBeforeTheListenerIsToldOnce) {
-    RemoteCallback client = MakeRemoteCallback();
-    long handle = 0;
-    ASSERT_EQ(0, mRegistry->RegisterClient(client.proxy, &handle));
-
-    host::KillProcess(client.pid);
-    ASSERT_TRUE(mListener.waitForDeaths(1));
-    const std::vector<FakeListener::Death> deaths = mListener.deaths();
-    ASSERT_EQ(1u, deaths.size());
-    EXPECT_EQ(1, deaths[0].handle);
-    EXPECT_TRUE(tarvo::aon::isCallbackEqual(client.proxy, deaths[0].callback));
-    EXPECT_TRUE(deaths[0].registryAnswered) << "the listener was called with mMutex held";
-    EXPECT_FALSE(deaths[0].stillRegistered);
-    EXPECT_TRUE(logged(ANDROID_LOG_WARN, "unregister client for remote callback died:1"));
-    EXPECT_TRUE(logged(ANDROID_LOG_INFO, "unregister client:1"));
-
-    // A death nobody is registered for changes nothing and is not passed on.
-    mRegistry->OnRemoteCallbackDied(client.binder.get());
-    EXPECT_TRUE(logged(ANDROID_LOG_WARN, "can not find the died callback"));
-    EXPECT_EQ(1u, mListener.deaths().size());
 }
 
 }  // namespace

@@ -1,18 +1,18 @@
+// Debug dumps of the detector output: which files, in which order, with which bytes.
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
 
 #include "event/AONManagerCallback.h"
 #include "event/AovEvent.h"
-#include "event/DebugDumps.h"
 #include "host/EventBuilder.h"
 #include "tests/event/DumpDirectory.h"
 #include "tests/event/FakeOutEventCallback.h"
 #include "tests/support/LogCapture.h"
 
+namespace aon_test {
 namespace {
 
 using namespace tarvo::aon;
-using aon_test::DumpDirectory;
 using host::EventBuilder;
 
 // The 22 files in the order they are written: name, offset in apu_output, bytes.
@@ -20,28 +20,17 @@ const struct Block {
     const char* name;
     size_t offset, bytes;
 } kBlocks[] = {
-        {"aon_input", 0, 82944},
-        {"aon_output_channel0", 82944, 5184},
-        {"aon_output_channel1", 88320, 1296},
-        {"aon_output_channel2", 89856, 324},
-        {"aon_output_channel3", 90368, 82944},
-        {"aon_output_channel4", 173312, 20736},
-        {"aon_output_channel5", 194048, 5184},
-        {"aon_output_channel6", 199424, 4},
-        {"aon_eyes_bounding", 202240, 6272},
-        {"aon_gaze_output_channel0", 208640, 4},
-        {"aon_gaze_output_channel1", 208896, 2},
-        {"aon_gaze_output_result", 209152, 24},
-        {"face_bounding", 209408, 4096},
-        {"angle_output_channel0", 213504, 1},
-        {"angle_output_channel1", 213760, 1},
-        {"angle_output_channel2", 214016, 1},
-        {"angle_output_channel3", 214272, 1},
-        {"angle_output_channel4", 214528, 10},
-        {"angle_result", 214784, 56},
-        {"face_feature_input", 215040, 12544},
-        {"face_feature_output_channel0", 227584, 128},
-        {"face_feature_result", 227840, 128},
+        {"aon_input", 0, 82944}, {"aon_output_channel0", 82944, 5184},
+        {"aon_output_channel1", 88320, 1296}, {"aon_output_channel2", 89856, 324},
+        {"aon_output_channel3", 90368, 82944}, {"aon_output_channel4", 173312, 20736},
+        {"aon_output_channel5", 194048, 5184}, {"aon_output_channel6", 199424, 4},
+        {"aon_eyes_bounding", 202240, 6272}, {"aon_gaze_output_channel0", 208640, 4},
+        {"aon_gaze_output_channel1", 208896, 2}, {"aon_gaze_output_result", 209152, 24},
+        {"face_bounding", 209408, 4096}, {"angle_output_channel0", 213504, 1},
+        {"angle_output_channel1", 213760, 1}, {"angle_output_channel2", 214016, 1},
+        {"angle_output_channel3", 214272, 1}, {"angle_output_channel4", 214528, 10},
+        {"angle_result", 214784, 56}, {"face_feature_input", 215040, 12544},
+        {"face_feature_output_channel0", 227584, 128}, {"face_feature_result", 227840, 128},
 };
 
 std::string PathOf(int frame, const Block& block) {
@@ -98,16 +87,16 @@ TEST(DebugDumpsTest, GroupsFollowTheirBitsInTheFixedOrderWithExactBytes) {
 
 TEST(DebugDumpsTest, MissingDirectoryGivesOneErrorPerFileAndTheEventStillGoesOut) {
     DumpDirectory dir(/*present=*/false);
-    aon_test::LogCapture log;
-    auto out = std::make_shared<aon_test::FakeOutEventCallback>();
+    LogCapture log;
+    auto out = std::make_shared<FakeOutEventCallback>();
     property_set("tarvo.aon.hal.mtk_dump_apu", "1");
     Deliver(7, 0xF, out);
 
-    std::vector<aon_test::LogLine> expected;
+    std::vector<LogLine> expected;
     for (const Block& block : kBlocks) {
-        expected.push_back({ANDROID_LOG_ERROR, "AONLog_HAL",
-                            "AONManagerCallback: open output file " + PathOf(7, block) +
-                                    " fail, file No such file or directory.\n"});
+        expected.push_back(HalLine(ANDROID_LOG_ERROR,
+                                   "AONManagerCallback: open output file " + PathOf(7, block) +
+                                           " fail, file No such file or directory.\n"));
     }
     EXPECT_EQ(log.lines(), expected);
     EXPECT_FALSE(dir.exists());
@@ -119,17 +108,17 @@ TEST(DebugDumpsTest, DumpsAreWrittenBeforeParsing) {
     DumpDirectory dir;
     property_set("tarvo.aon.hal.mtk_dump_apu", "1");
     property_set("vendor.debug.cameralog.enable", "1");
-    aon_test::LogCapture log;
+    LogCapture log;
     Deliver(1, 0x4, nullptr);
     const auto lines = log.linesOf("AONManagerCallback");
     ASSERT_GE(lines.size(), 14u);
     EXPECT_EQ(lines[0].text, "onCallback-> service type:4");
     for (size_t i = 0; i < 12; ++i) {
-        EXPECT_EQ(lines[1 + i],
-                  (aon_test::LogLine{ANDROID_LOG_DEBUG, "AONLog_HAL",
-                                     "dump aon output in " + dir.opens()[i].path + " file.\n"}));
+        EXPECT_EQ(lines[1 + i], HalLine(ANDROID_LOG_DEBUG,
+                                        "dump aon output in " + dir.opens()[i].path + " file.\n"));
     }
     EXPECT_EQ(lines[13].text.rfind("gaze->data[", 0), 0u);
 }
 
 }  // namespace
+}  // namespace aon_test

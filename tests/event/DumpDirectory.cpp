@@ -15,7 +15,6 @@ namespace aon_test {
 namespace {
 
 constexpr char kDumpPrefix[] = "/data/aon/";
-
 std::mutex gLock;
 std::string gRoot;  // empty: no DumpDirectory alive
 std::vector<DumpDirectory::Open> gOpens;
@@ -53,9 +52,7 @@ std::string DumpDirectory::read(const std::string& dataAonPath) const {
     return content.str();
 }
 
-bool DumpDirectory::exists() const {
-    return std::filesystem::exists(mRoot);
-}
+bool DumpDirectory::exists() const { return std::filesystem::exists(mRoot); }
 
 }  // namespace aon_test
 
@@ -64,15 +61,11 @@ extern "C" FILE* __wrap_fopen(const char* path, const char* mode) {
     if (path == nullptr || strncmp(path, kDumpPrefix, strlen(kDumpPrefix)) != 0) {
         return __real_fopen(path, mode);
     }
-    std::string redirected;
-    {
-        std::lock_guard<std::mutex> guard(gLock);
-        if (gRoot.empty()) {
-            errno = EACCES;
-            return nullptr;
-        }
-        gOpens.push_back({path, mode});
-        redirected = gRoot + "/" + (path + strlen(kDumpPrefix));
+    std::lock_guard<std::mutex> guard(gLock);
+    if (gRoot.empty()) {
+        errno = EACCES;
+        return nullptr;
     }
-    return __real_fopen(redirected.c_str(), mode);
+    gOpens.push_back({path, mode});
+    return __real_fopen((gRoot + "/" + (path + strlen(kDumpPrefix))).c_str(), mode);
 }

@@ -19,14 +19,10 @@ class DumpDirectory final {
     // exist and fail as fopen fails there.
     explicit DumpDirectory(bool present = true);
     ~DumpDirectory();
-    DumpDirectory(const DumpDirectory&) = delete;
-    DumpDirectory& operator=(const DumpDirectory&) = delete;
 
     std::vector<Open> opens() const;
-    // Contents of the file the product wrote as `dataAonPath`.
-    std::string read(const std::string& dataAonPath) const;
-    // Whether the stand-in directory exists (it must not appear when it was missing).
-    bool exists() const;
+    std::string read(const std::string& dataAonPath) const;  // what the product wrote there
+    bool exists() const;  // whether the stand-in directory exists (a missing one must stay so)
 
   private:
     std::string mTempRoot;

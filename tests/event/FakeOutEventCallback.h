@@ -10,6 +10,8 @@ namespace aon_test {
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONResult;
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
+using Tag = ::aidl::vendor::tarvo::hardware::camera::aon::AONResultValue::Tag;
+using Keys = std::vector<int32_t>;
 
 class FakeOutEventCallback final : public tarvo::aon::IOutEventCallback {
   public:
@@ -20,8 +22,8 @@ class FakeOutEventCallback final : public tarvo::aon::IOutEventCallback {
     std::vector<AONSensorStateInfo> states;
 };
 
-inline std::vector<int32_t> KeysOf(const std::vector<AONResult>& results) {
-    std::vector<int32_t> keys;
+inline Keys KeysOf(const std::vector<AONResult>& results) {
+    Keys keys;
     for (const AONResult& result : results) keys.push_back(result.key);
     return keys;
 }

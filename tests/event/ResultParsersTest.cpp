@@ -1,24 +1,21 @@
+// The detector result parsers and the image copy, each against its block of the record.
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-#include "event/AovEvent.h"
 #include "event/ResultParsers.h"
 #include "host/EventBuilder.h"
 #include "tests/event/FakeOutEventCallback.h"
 #include "tests/support/LogCapture.h"
 
+namespace aon_test {
 namespace {
 
 using namespace tarvo::aon;
-using aon_test::KeysOf;
-using aon_test::LogCapture;
 using host::EventBuilder;
 using host::FusionItem;
 using host::ImageBlock;
-using Tag = ::aidl::vendor::tarvo::hardware::camera::aon::AONResultValue::Tag;
-using Keys = std::vector<int32_t>;
 
 TEST(ResultParsersTest, OutputMustEndStrictlyAfterTheBlockAndRejectionLevelIsPerParser) {
     const struct {
@@ -41,17 +38,12 @@ TEST(ResultParsersTest, OutputMustEndStrictlyAfterTheBlockAndRejectionLevelIsPer
             LogCapture log;
             std::vector<AONResult> results;
             c.parse(results, builder.event()->apu_output, size);
-            std::vector<aon_test::LogLine> lines;
-            if (size == c.blockEnd + 1) {
-                ASSERT_FALSE(results.empty());
-                EXPECT_EQ(results.back().key, c.lastKey);
-            } else {
-                EXPECT_TRUE(results.empty()) << size;
-                lines.push_back(
-                        {c.rejectPriority, "AONLog_HAL",
-                         "AONManagerCallback: output size is small than aod offset and size"});
-            }
-            EXPECT_EQ(log.lines(), lines) << size;
+            const bool accepted = size == c.blockEnd + 1;
+            EXPECT_EQ(accepted ? c.lastKey : 0, results.empty() ? 0 : results.back().key) << size;
+            const LogLine rejected = HalLine(
+                    c.rejectPriority,
+                    "AONManagerCallback: output size is small than aod offset and size");
+            EXPECT_EQ(log.lines(), accepted ? std::vector<LogLine>{} : std::vector{rejected});
         }
     }
 }
@@ -113,8 +105,7 @@ TEST(ResultParsersTest, DetectorBlocksAreCopiedWithTheirGatedLines) {
     const auto lines = log.linesOf("AONManagerCallback");
     ASSERT_EQ(lines.size(), 3u);
     EXPECT_EQ(lines[1].text, "gaze->data[1.000000,-2.000000,3.500000,0.000000,0.000000,6.000000]");
-    EXPECT_EQ(lines[2], (aon_test::LogLine{ANDROID_LOG_DEBUG, "AONLog_HAL",
-                                           "feature->data[255,1,2,3,4,5,6,7,8,9.....]"}));
+    EXPECT_EQ(lines[2], HalLine(ANDROID_LOG_DEBUG, "feature->data[255,1,2,3,4,5,6,7,8,9.....]"));
 
     property_set("vendor.debug.cameralog.enable", "false");  // read at every line, not kept
     ParseGazeResult(results, output, 300000);
@@ -148,11 +139,8 @@ TEST(ResultParsersTest, ImageComesFromTheSelectedBlockWithA32BitSizeBoundedByThe
         property_set("vendor.debug.camera.utils.AovDebugBuffer", c.debugBuffer);
         std::vector<AONResult> results;
         ParseImageData(results, builder.event());
-        if (c.bytes == SIZE_MAX) {
-            EXPECT_TRUE(results.empty());
-            continue;
-        }
-        ASSERT_EQ(KeysOf(results), (Keys{700, 701, 702, 703}));
+        ASSERT_EQ(KeysOf(results), (c.bytes == SIZE_MAX ? Keys{} : Keys{700, 701, 702, 703}));
+        if (results.empty()) continue;
         EXPECT_EQ(results[0].value.get<Tag::intValue>(), static_cast<int32_t>(c.stride));
         EXPECT_EQ(results[1].value.get<Tag::intValue>(), static_cast<int32_t>(c.height));
         EXPECT_EQ(results[2].value.get<Tag::intValue>(), static_cast<int32_t>(c.stride));
@@ -163,3 +151,4 @@ TEST(ResultParsersTest, ImageComesFromTheSelectedBlockWithA32BitSizeBoundedByThe
 }
 
 }  // namespace
+}  // namespace aon_test

@@ -26,12 +26,22 @@ namespace {
 
 using namespace ::aidl::vendor::tarvo::hardware::camera::aon;
 
-// One declaration of a .aidl file: its kind, name and member names in order.
+// The declaration of a .aidl file: its kind ("interface", "parcelable" or "union"), its name and
+// its member names in order.
 struct Declaration {
-    std::string kind;  // "interface", "parcelable" or "union"
-    std::string name;
+    std::string kind, name;
     std::vector<std::string> members;
 };
+
+// The first group of every match of `pattern` in `text`.
+std::vector<std::string> Matches(const std::string& text, const std::regex& pattern) {
+    std::vector<std::string> found;
+    for (auto it = std::sregex_iterator(text.begin(), text.end(), pattern);
+         it != std::sregex_iterator(); ++it) {
+        found.push_back((*it)[1]);
+    }
+    return found;
+}
 
 std::string ReadFile(const std::string& path) {
     std::ifstream in(path);
@@ -41,81 +51,57 @@ std::string ReadFile(const std::string& path) {
     return content.str();
 }
 
-std::string StripComments(const std::string& text) {
-    static const std::regex kComments(R"(/\*[\s\S]*?\*/|//[^\n]*)");
-    return std::regex_replace(text, kComments, " ");
-}
-
 Declaration Parse(const std::string& fileName) {
-    const std::string path = std::string(AON_INTERFACE_DIR) + "/" + fileName;
-    const std::string text = StripComments(ReadFile(path));
-    static const std::regex kDeclaration(R"((interface|parcelable|union)\s+(\w+)\s*\{([^}]*)\})");
+    const std::string text =
+            std::regex_replace(ReadFile(std::string(AON_INTERFACE_DIR) + "/" + fileName),
+                               std::regex(R"(/\*[\s\S]*?\*/|//[^\n]*)"), " ");
     std::smatch match;
-    if (!std::regex_search(text, match, kDeclaration)) return {};
-    Declaration declaration{match[1], match[2], {}};
-    const std::string body = match[3];
-    // A method is "<type> name(...)"; a field or union member is "<type> name [= value];".
-    static const std::regex kMethod(R"((\w+)\s*\()");
-    static const std::regex kField(R"((\w+)\s*(=[^;]*)?;)");
-    const std::regex& member = declaration.kind == "interface" ? kMethod : kField;
-    for (auto it = std::sregex_iterator(body.begin(), body.end(), member);
-         it != std::sregex_iterator(); ++it) {
-        declaration.members.push_back((*it)[1]);
+    if (!std::regex_search(text, match,
+                           std::regex(R"((interface|parcelable|union)\s+(\w+)\s*\{([^}]*)\})"))) {
+        ADD_FAILURE() << "no declaration in " << fileName;
+        return {};
     }
-    return declaration;
+    // A method is "<type> name(...)"; a field or union member is "<type> name [= value];".
+    const std::regex member(match[1] == "interface" ? R"((\w+)\s*\()" : R"((\w+)\s*(=[^;]*)?;)");
+    return {match[1], match[2], Matches(match[3].str(), member)};
 }
 
-// The field names of toString() output, top level only: "R{a: 1, b: [x, y], c: V{d: 0}}".
-std::vector<std::string> FieldNames(const std::string& text) {
-    std::vector<std::string> names;
-    const size_t open = text.find('{');
-    int depth = 0;
-    bool atName = true;
-    std::string current;
-    for (size_t i = open + 1; i + 1 < text.size(); ++i) {
-        const char c = text[i];
-        if (c == '{' || c == '[') ++depth;
-        if (c == '}' || c == ']') --depth;
-        if (depth == 0 && atName && c == ':') {
-            names.push_back(current);
-            atName = false;
-        } else if (depth == 0 && c == ',') {
-            atName = true;
-            current.clear();
-        } else if (atName && c != ' ') {
-            current += c;
-        }
+// The top-level field names of a toString() output: "R{a: 1, b: [x, y], c: V{d: 0}}" gives a, b, c.
+std::vector<std::string> FieldNames(const std::string& printed) {
+    const std::string nested = R"(\w*\{[^{}]*\}|\[[^\]]*\])";
+    const std::string body = printed.substr(printed.find('{') + 1);
+    return Matches(std::regex_replace(body, std::regex(nested), ""), std::regex(R"((\w+):)"));
+}
+
+// Each declared member of `file` (a `kind`) is in `numbers`, numbered by its position + `first`.
+void ExpectNumberedInOrder(const char* file, const char* kind,
+                           const std::map<std::string, int64_t>& numbers, int64_t first) {
+    SCOPED_TRACE(file);
+    const Declaration declaration = Parse(file);
+    ASSERT_EQ(kind, declaration.kind);
+    ASSERT_EQ(numbers.size(), declaration.members.size());
+    for (size_t i = 0; i < declaration.members.size(); ++i) {
+        const auto number = numbers.find(declaration.members[i]);
+        ASSERT_NE(numbers.end(), number) << declaration.members[i];
+        EXPECT_EQ(first + static_cast<int64_t>(i), number->second) << declaration.members[i];
     }
-    return names;
 }
 
 TEST(AidlContractTest, MethodsMatchTransactionCodesInDeclarationOrder) {
-    const std::map<std::string, uint32_t> service = {
-            {"registerClient", IAONService::TRANSACTION_registerClient},
-            {"getAonSensorInfoList", IAONService::TRANSACTION_getAonSensorInfoList},
-            {"subscribeSensor", IAONService::TRANSACTION_subscribeSensor},
-            {"startService", IAONService::TRANSACTION_startService},
-            {"stopService", IAONService::TRANSACTION_stopService},
-            {"unsubscribeSensor", IAONService::TRANSACTION_unsubscribeSensor},
-            {"unregisterClient", IAONService::TRANSACTION_unregisterClient},
-    };
-    const std::map<std::string, uint32_t> callback = {
-            {"onAONEvent", IAONServiceCallBack::TRANSACTION_onAONEvent},
-            {"onAONSensorEvent", IAONServiceCallBack::TRANSACTION_onAONSensorEvent},
-    };
-    const std::pair<const char*, const std::map<std::string, uint32_t>*> interfaces[] = {
-            {"IAONService.aidl", &service}, {"IAONServiceCallBack.aidl", &callback}};
-    for (const auto& [file, codes] : interfaces) {
-        SCOPED_TRACE(file);
-        const Declaration declaration = Parse(file);
-        ASSERT_EQ("interface", declaration.kind);
-        ASSERT_EQ(codes->size(), declaration.members.size());
-        for (size_t i = 0; i < declaration.members.size(); ++i) {
-            const auto code = codes->find(declaration.members[i]);
-            ASSERT_NE(codes->end(), code) << declaration.members[i];
-            EXPECT_EQ(FIRST_CALL_TRANSACTION + i, code->second) << declaration.members[i];
-        }
-    }
+    ExpectNumberedInOrder(
+            "IAONService.aidl", "interface",
+            {{"registerClient", IAONService::TRANSACTION_registerClient},
+             {"getAonSensorInfoList", IAONService::TRANSACTION_getAonSensorInfoList},
+             {"subscribeSensor", IAONService::TRANSACTION_subscribeSensor},
+             {"startService", IAONService::TRANSACTION_startService},
+             {"stopService", IAONService::TRANSACTION_stopService},
+             {"unsubscribeSensor", IAONService::TRANSACTION_unsubscribeSensor},
+             {"unregisterClient", IAONService::TRANSACTION_unregisterClient}},
+            FIRST_CALL_TRANSACTION);
+    ExpectNumberedInOrder("IAONServiceCallBack.aidl", "interface",
+                          {{"onAONEvent", IAONServiceCallBack::TRANSACTION_onAONEvent},
+                           {"onAONSensorEvent", IAONServiceCallBack::TRANSACTION_onAONSensorEvent}},
+                          FIRST_CALL_TRANSACTION);
 }
 
 TEST(AidlContractTest, RecordFieldsMatchDeclarationOrder) {
@@ -138,24 +124,22 @@ TEST(AidlContractTest, RecordFieldsMatchDeclarationOrder) {
 
 TEST(AidlContractTest, UnionMembersMatchTagEnumeratorsInOrder) {
     using Tag = AONResultValue::Tag;
-    const std::map<std::string, Tag> tags = {
-            {"byteValue", Tag::byteValue},     {"byteArray", Tag::byteArray},
-            {"intValue", Tag::intValue},       {"intArray", Tag::intArray},
-            {"stringValue", Tag::stringValue}, {"floatValue", Tag::floatValue},
-            {"floatArray", Tag::floatArray},   {"doubleValue", Tag::doubleValue},
-            {"doubleArray", Tag::doubleArray}, {"booleanValue", Tag::booleanValue},
-    };
-    const Declaration declaration = Parse("AONResultValue.aidl");
-    ASSERT_EQ("union", declaration.kind);
-    ASSERT_EQ(tags.size(), declaration.members.size());
-    for (size_t i = 0; i < declaration.members.size(); ++i) {
-        const auto tag = tags.find(declaration.members[i]);
-        ASSERT_NE(tags.end(), tag) << declaration.members[i];
-        EXPECT_EQ(static_cast<int32_t>(i), static_cast<int32_t>(tag->second))
-                << declaration.members[i];
-    }
-    // The default value prints as the first declared member.
-    EXPECT_EQ(declaration.members[0], FieldNames(AONResultValue{}.toString()).at(0));
+    auto number = [](Tag tag) { return static_cast<int64_t>(tag); };
+    ExpectNumberedInOrder("AONResultValue.aidl", "union",
+                          {{"byteValue", number(Tag::byteValue)},
+                           {"byteArray", number(Tag::byteArray)},
+                           {"intValue", number(Tag::intValue)},
+                           {"intArray", number(Tag::intArray)},
+                           {"stringValue", number(Tag::stringValue)},
+                           {"floatValue", number(Tag::floatValue)},
+                           {"floatArray", number(Tag::floatArray)},
+                           {"doubleValue", number(Tag::doubleValue)},
+                           {"doubleArray", number(Tag::doubleArray)},
+                           {"booleanValue", number(Tag::booleanValue)}},
+                          0);
+    // The default value is the first declared member, zero.
+    EXPECT_EQ("byteValue", FieldNames(AONResultValue{}.toString()).at(0));
+    EXPECT_EQ(0, AONResultValue{}.get<Tag::byteValue>());
 }
 
 TEST(AidlContractTest, FrozenHashIsTheInterfaceHash) {

@@ -11,60 +11,38 @@ namespace {
 
 constexpr char kKey[] = "vendor.debug.test.value";
 
-class PropertiesTest : public ::testing::Test {
-  protected:
-    void TearDown() override { host::ClearProperties(); }
-};
-
-struct BoolCase {
-    const char* value;  // null: unset
-    int8_t expected;    // with default -1
-};
-
-TEST_F(PropertiesTest, BoolAcceptsOnlyTheExactWords) {
-    const BoolCase cases[] = {
-            {"1", 1},   {"y", 1},    {"yes", 1},  {"on", 1},     {"true", 1},
-            {"0", 0},   {"n", 0},    {"no", 0},   {"off", 0},    {"false", 0},
-            {"TRUE", -1}, {"Yes", -1}, {"2", -1},  {"true ", -1}, {nullptr, -1},
+TEST(PropertiesTest, BoolAcceptsOnlyTheExactWords) {
+    const std::pair<const char*, int8_t> cases[] = {  // value ("" unsets), result with default -1
+            {"1", 1},     {"y", 1},     {"yes", 1}, {"on", 1},      {"true", 1},
+            {"0", 0},     {"n", 0},     {"no", 0},  {"off", 0},     {"false", 0},
+            {"TRUE", -1}, {"Yes", -1},  {"2", -1},  {"true ", -1},  {"", -1},
     };
-    for (const BoolCase& c : cases) {
-        ASSERT_EQ(0, property_set(kKey, c.value == nullptr ? "" : c.value));
-        EXPECT_EQ(c.expected, property_get_bool(kKey, -1)) << (c.value ? c.value : "(unset)");
+    for (const auto& [value, expected] : cases) {
+        ASSERT_EQ(0, property_set(kKey, value));
+        EXPECT_EQ(expected, property_get_bool(kKey, -1)) << "\"" << value << "\"";
     }
 }
 
-struct IntCase {
-    const char* value;
-    int64_t expected32;  // with default 7
-    int64_t expected64;  // with default 7
-};
-
-TEST_F(PropertiesTest, IntsParseInBaseZeroAndFallBackOutOfRange) {
-    const IntCase cases[] = {
-            {"42", 42, 42},
-            {"-5", -5, -5},
-            {"0x1f", 31, 31},
-            {"017", 15, 15},
-            {"12abc", 12, 12},
-            {"  8", 8, 8},
-            {"abc", 7, 7},
-            {"-", 7, 7},
-            {"2147483647", INT32_MAX, INT32_MAX},
-            {"-2147483648", INT32_MIN, INT32_MIN},
-            {"2147483648", 7, 2147483648LL},
-            {"-2147483649", 7, -2147483649LL},
-            {"9223372036854775807", 7, INT64_MAX},
-            {"9223372036854775808", 7, 7},
+TEST(PropertiesTest, IntsParseInBaseZeroAndFallBackOutOfRange) {
+    const struct {
+        const char* value;
+        int64_t expected32, expected64;  // with default 7
+    } cases[] = {
+            {"42", 42, 42},       {"-5", -5, -5},     {"0x1f", 31, 31},   {"017", 15, 15},
+            {"12abc", 12, 12},    {"  8", 8, 8},      {"abc", 7, 7},      {"-", 7, 7},
+            {"2147483647", INT32_MAX, INT32_MAX},     {"-2147483648", INT32_MIN, INT32_MIN},
+            {"2147483648", 7, 2147483648LL},          {"-2147483649", 7, -2147483649LL},
+            {"9223372036854775807", 7, INT64_MAX},    {"9223372036854775808", 7, 7},
             {"-9223372036854775809", 7, 7},
     };
-    for (const IntCase& c : cases) {
+    for (const auto& c : cases) {
         ASSERT_EQ(0, property_set(kKey, c.value));
         EXPECT_EQ(c.expected32, property_get_int32(kKey, 7)) << c.value;
         EXPECT_EQ(c.expected64, property_get_int64(kKey, 7)) << c.value;
     }
 }
 
-TEST_F(PropertiesTest, UnsetAndEmptyGiveTheDefault) {
+TEST(PropertiesTest, UnsetAndEmptyGiveTheDefault) {
     char value[PROPERTY_VALUE_MAX];
     EXPECT_EQ(3, property_get(kKey, value, "def"));
     EXPECT_STREQ("def", value);
@@ -78,12 +56,10 @@ TEST_F(PropertiesTest, UnsetAndEmptyGiveTheDefault) {
     EXPECT_TRUE(host::ListProperties().empty());
 }
 
-TEST_F(PropertiesTest, ValueOfMaximumLengthIsRejected) {
+TEST(PropertiesTest, ValueOfMaximumLengthIsRejected) {
     const std::string longest(PROPERTY_VALUE_MAX - 1, 'a');
-    const std::string tooLong(PROPERTY_VALUE_MAX, 'b');
     ASSERT_EQ(0, property_set(kKey, longest.c_str()));
-    EXPECT_EQ(-1, property_set(kKey, tooLong.c_str()));
-
+    EXPECT_EQ(-1, property_set(kKey, std::string(PROPERTY_VALUE_MAX, 'b').c_str()));
     char value[PROPERTY_VALUE_MAX];
     EXPECT_EQ(PROPERTY_VALUE_MAX - 1, property_get(kKey, value, ""));
     EXPECT_EQ(longest, value);

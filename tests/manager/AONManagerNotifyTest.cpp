@@ -1,20 +1,12 @@
 // Camera open and close: the stream yields, the vendor hears which sensors are taken, and the
 // callback learns it from named workers, in call order, with no manager lock held.
-#include <atomic>
-#include <future>
-
-#include "tests/manager/Gate.h"
 #include "tests/manager/ManagerTest.h"
 
 namespace aon_test {
 namespace {
 
 using host::AovCall;
-
-Notified Start(int sensorId) { return {ManagerCallKind::kServiceStart, sensorId}; }
-Notified Stop(int sensorId) { return {ManagerCallKind::kServiceStop, sensorId}; }
-Notified Busy(int sensorId) { return {ManagerCallKind::kSensorBusy, sensorId}; }
-Notified Idle(int sensorId) { return {ManagerCallKind::kSensorIdle, sensorId}; }
+using Calls = std::vector<std::string>;
 
 constexpr int kFrontDevice = 5;  // sensor 0
 constexpr int kRearDevice = 7;   // sensor 2
@@ -22,30 +14,25 @@ constexpr int kRearDevice = 7;   // sensor 2
 class AONManagerNotifyTest : public ManagerTest {
   protected:
     void SetUp() override {
-        ManagerTest::SetUp();
         host::SetSensorIdsOfDevice(kFrontDevice, {0});
         host::SetSensorIdsOfDevice(kRearDevice, {2});
         Subscribe(0);
     }
-    void Register() { ASSERT_EQ(0, mManager->RegisterClient(mCallback)); }
-    // Every call after the first `from` ran on a worker, with the manager's lock free.
-    void ExpectWorkerCalls(size_t from) {
-        const std::vector<ManagerCall> calls = mCallback->Calls();
-        for (size_t i = from; i < calls.size(); ++i) {
-            EXPECT_EQ("AONManager", calls[i].threadName) << "call " << i;
-            EXPECT_TRUE(calls[i].managerLockFree) << "call " << i;
+    // Every call but the service starts (made by StartService) ran on a worker, lock free.
+    void ExpectWorkerCalls() {
+        for (const ManagerCall& call : mCallback->Calls()) {
+            if (call.what.rfind("Start", 0) == 0) continue;
+            EXPECT_EQ("AONManager", call.threadName) << call.what;
+            EXPECT_TRUE(call.managerLockFree) << call.what;
         }
     }
 };
 
-TEST_F(AONManagerNotifyTest, OpenOnOtherSensorSendsBusyThenServiceStop) {
+TEST_F(AONManagerNotifyTest, OpenStopsStreamAndSendsServiceStopOnlyForAnotherSensor) {
     Register();
     ASSERT_EQ(0, mManager->StartService(1));
     mManager->NotifyOpen(kRearDevice);
-
     ASSERT_TRUE(mCallback->WaitForCalls(3));
-    EXPECT_EQ((std::vector<Notified>{Start(0), Busy(2), Stop(0)}), mCallback->StateCalls());
-    ExpectWorkerCalls(1);
     EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "NotifyOpen:7"));
     EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "mOpenDeviceMap add instanceId=7 sensorIds:2,"));
     EXPECT_TRUE(HasLine(ANDROID_LOG_WARN, "stop by sensor suspend"));
@@ -55,33 +42,31 @@ TEST_F(AONManagerNotifyTest, OpenOnOtherSensorSendsBusyThenServiceStop) {
                         "one sensor running"));
     EXPECT_EQ(0, mManager->GetServiceTypeStarted());
     EXPECT_FALSE(mStream.IsInitialized());
-
     // The vendor heard of the open on the camera stack's own thread.
-    const auto notified = mStream.CallsOf(AovCall::kNotifySensorState);
-    ASSERT_EQ(1u, notified.size());
-    EXPECT_EQ(std::vector<int32_t>{2}, notified[0].sensorIds);
-    EXPECT_EQ(1, notified[0].opened);
-    EXPECT_EQ(host::CurrentThreadName(), notified[0].threadName);
-}
+    const auto told = mStream.CallsOf(AovCall::kNotifySensorState);
+    ASSERT_EQ(1u, told.size());
+    EXPECT_EQ(std::vector<int32_t>{2}, told[0].sensorIds);
+    EXPECT_EQ(1, told[0].opened);
+    EXPECT_EQ(host::CurrentThreadName(), told[0].threadName);
 
-TEST_F(AONManagerNotifyTest, OpenOnSameSensorSendsOnlyBusy) {
-    Register();
+    // The camera on the stream's own sensor: Busy alone tells it (the Idle fences the worker).
+    mManager->NotifyClose(kRearDevice);
+    ASSERT_TRUE(mCallback->WaitForCalls(4));
     ASSERT_EQ(0, mManager->StartService(1));
     mManager->NotifyOpen(kFrontDevice);
-    mManager->NotifyClose(kFrontDevice);  // its Idle fences any late call of the open worker
-
-    ASSERT_TRUE(mCallback->WaitForCalls(3));
-    EXPECT_EQ((std::vector<Notified>{Start(0), Busy(0), Idle(0)}), mCallback->StateCalls());
-    ExpectWorkerCalls(1);
+    mManager->NotifyClose(kFrontDevice);
+    ASSERT_TRUE(mCallback->WaitForCalls(7));
+    EXPECT_EQ((Calls{"Start(0)", "Busy(2)", "Stop(0)", "Idle(2)", "Start(0)", "Busy(0)",
+                     "Idle(0)"}),
+              mCallback->StateCalls());
     EXPECT_FALSE(mStream.IsInitialized());
+    ExpectWorkerCalls();
 }
 
 TEST_F(AONManagerNotifyTest, StartIsRefusedUntilCloseWorkerHasRun) {
     Register();
     Gate busy;
-    mCallback->SetHook([&busy](const ManagerCall& call) {
-        if (call.kind == ManagerCallKind::kSensorBusy) busy.Pass();
-    });
+    mCallback->HoldNextCall(&busy);
     mManager->NotifyOpen(kFrontDevice);
     ASSERT_TRUE(busy.WaitEntered());
 
@@ -98,16 +83,13 @@ TEST_F(AONManagerNotifyTest, StartIsRefusedUntilCloseWorkerHasRun) {
     ASSERT_TRUE(mCallback->WaitForCalls(2));
     EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "mOpenDeviceMap erase instanceId=5 sensorIds:0,"));
     EXPECT_EQ(0, mManager->StartService(1));
-    EXPECT_EQ((std::vector<Notified>{Busy(0), Idle(0), Start(0)}), mCallback->StateCalls());
+    EXPECT_EQ((Calls{"Busy(0)", "Idle(0)", "Start(0)"}), mCallback->StateCalls());
 }
 
 TEST_F(AONManagerNotifyTest, QuickSequencesReachCallbackInCallOrder) {
     Register();
     Gate firstBusy;
-    std::atomic<bool> held{false};
-    mCallback->SetHook([&firstBusy, &held](const ManagerCall&) {
-        if (!held.exchange(true)) firstBusy.Pass();
-    });
+    mCallback->HoldNextCall(&firstBusy);
     mManager->NotifyOpen(kFrontDevice);
     ASSERT_TRUE(firstBusy.WaitEntered());
 
@@ -119,24 +101,23 @@ TEST_F(AONManagerNotifyTest, QuickSequencesReachCallbackInCallOrder) {
         mManager->NotifyOpen(kFrontDevice);
     });
     // Held back behind the first worker: the vendor has not yet heard of the close.
-    EXPECT_FALSE(mStream.WaitForCount(AovCall::kNotifySensorState, 2, kNotCalledTimeout));
+    EXPECT_FALSE(mStream.WaitForCount(AovCall::kNotifySensorState, 2,
+                                      std::chrono::milliseconds(200)));
     firstBusy.Open();
     camera.get();
 
     ASSERT_TRUE(mCallback->WaitForCalls(5));
-    EXPECT_EQ((std::vector<Notified>{Busy(0), Idle(0), Busy(2), Idle(2), Busy(0)}),
+    EXPECT_EQ((Calls{"Busy(0)", "Idle(0)", "Busy(2)", "Idle(2)", "Busy(0)"}),
               mCallback->StateCalls());
-    ExpectWorkerCalls(0);
-
+    ExpectWorkerCalls();
     // The vendor hears of an open at once on the caller's thread, of a close from its worker.
-    std::vector<std::vector<int32_t>> opened;
-    std::vector<std::vector<int32_t>> closed;
-    for (const auto& told : mStream.CallsOf(AovCall::kNotifySensorState)) {
-        EXPECT_EQ(told.opened == 0, told.threadName == "AONManager");
-        (told.opened == 1 ? opened : closed).push_back(told.sensorIds);
+    std::vector<std::vector<int32_t>> told[2];  // closed, opened
+    for (const auto& call : mStream.CallsOf(AovCall::kNotifySensorState)) {
+        EXPECT_EQ(call.opened == 0, call.threadName == "AONManager");
+        told[call.opened].push_back(call.sensorIds);
     }
-    EXPECT_EQ((std::vector<std::vector<int32_t>>{{0}, {2}, {0}}), opened);
-    EXPECT_EQ((std::vector<std::vector<int32_t>>{{0}, {2}}), closed);
+    EXPECT_EQ((std::vector<std::vector<int32_t>>{{0}, {2}, {0}}), told[1]);
+    EXPECT_EQ((std::vector<std::vector<int32_t>>{{0}, {2}}), told[0]);
 }
 
 TEST_F(AONManagerNotifyTest, OpenWithoutCallbackStopsStreamAndStartsNoWorker) {
@@ -150,20 +131,8 @@ TEST_F(AONManagerNotifyTest, OpenWithoutCallbackStopsStreamAndStartsNoWorker) {
     Register();
     mManager->NotifyClose(kFrontDevice);
     ASSERT_TRUE(mCallback->WaitForCalls(1));
-    EXPECT_EQ((std::vector<Notified>{Idle(0)}), mCallback->StateCalls());
+    EXPECT_EQ((Calls{"Idle(0)"}), mCallback->StateCalls());
     EXPECT_FALSE(HasLine(ANDROID_LOG_WARN, "Cannot get Callback"));
-}
-
-TEST_F(AONManagerNotifyTest, SecondOpenOfSameDeviceKeepsFirstSensors) {
-    Register();
-    mManager->NotifyOpen(kFrontDevice);
-    host::SetSensorIdsOfDevice(kFrontDevice, {2});
-    mManager->NotifyOpen(kFrontDevice);
-
-    ASSERT_TRUE(mCallback->WaitForCalls(2));
-    EXPECT_EQ((std::vector<Notified>{Busy(0), Busy(0)}), mCallback->StateCalls());
-    EXPECT_EQ(2u, mLog.count("AONManager: mOpenDeviceMap add instanceId=5 sensorIds:0,"));
-    EXPECT_EQ(std::vector<int32_t>{2}, mStream.CallsOf(AovCall::kNotifySensorState)[1].sensorIds);
 }
 
 TEST_F(AONManagerNotifyTest, MissingDeviceListRecordsDeviceWithoutSensors) {
@@ -185,10 +154,10 @@ TEST_F(AONManagerNotifyTest, MissingDeviceListRecordsDeviceWithoutSensors) {
     // The first open stopped the stream: a stop for it, and no sensor reported busy.
     ASSERT_TRUE(mCallback->WaitForCalls(2));
     EXPECT_EQ(0, mManager->StartService(1));  // no device holds sensor 0
-    EXPECT_EQ((std::vector<Notified>{Start(0), Stop(0), Start(0)}), mCallback->StateCalls());
+    EXPECT_EQ((Calls{"Start(0)", "Stop(0)", "Start(0)"}), mCallback->StateCalls());
 }
 
-TEST_F(AONManagerNotifyTest, VendorRefusalsAreOnlyLogged) {
+TEST_F(AONManagerNotifyTest, VendorRefusalsAreOnlyLoggedAndReopenKeepsFirstSensors) {
     Register();
     mStream.SetNotifySensorStateResult(0);
     mManager->NotifyOpen(kRearDevice);
@@ -197,7 +166,7 @@ TEST_F(AONManagerNotifyTest, VendorRefusalsAreOnlyLogged) {
     mManager->NotifyOpen(kFrontDevice);
 
     ASSERT_TRUE(mCallback->WaitForCalls(3));
-    EXPECT_EQ((std::vector<Notified>{Busy(2), Idle(2), Busy(0)}), mCallback->StateCalls());
+    EXPECT_EQ((Calls{"Busy(2)", "Idle(2)", "Busy(0)"}), mCallback->StateCalls());
     EXPECT_TRUE(HasLine(ANDROID_LOG_ERROR, "Fail to notify AovStream, success=0, sensorIds:2,"));
     EXPECT_TRUE(HasLine(ANDROID_LOG_WARN, "Fail to notify AovStream, success=0, sensorIds:2,"));
     EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "AONManager::NotifyClose:9"));
@@ -207,6 +176,15 @@ TEST_F(AONManagerNotifyTest, VendorRefusalsAreOnlyLogged) {
         emptyCloses += told.opened == 0 && told.sensorIds.empty() ? 1 : 0;
     }
     EXPECT_EQ(1u, emptyCloses);
+
+    // A device opened again keeps the sensors of its first open; the vendor hears the new ones.
+    host::SetSensorIdsOfDevice(kFrontDevice, {2});
+    mManager->NotifyOpen(kFrontDevice);
+    ASSERT_TRUE(mCallback->WaitForCalls(4));
+    EXPECT_EQ("Busy(0)", mCallback->StateCalls().back());
+    EXPECT_EQ(2u, mLog.count("AONManager: mOpenDeviceMap add instanceId=5 sensorIds:0,"));
+    EXPECT_EQ(std::vector<int32_t>{2},
+              mStream.CallsOf(AovCall::kNotifySensorState).back().sensorIds);
 }
 
 }  // namespace

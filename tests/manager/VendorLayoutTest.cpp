@@ -40,7 +40,9 @@ struct ManagerSlots : tarvo::aon::AONManager {
     static size_t UninitAovStream() { return SlotOf(&ManagerSlots::UninitAovStreamLocked); }
 };
 
-TEST(VendorLayoutTest, AovStreamSlots) {
+TEST(VendorLayoutTest, VirtualSlotsOfTheBinaryContracts) {
+    using tarvo::aon::AONManager;
+    using tarvo::aon::IAONManagerCallback;
     EXPECT_EQ(0u, SlotOf(&IAOVStream::vendorSlot0));
     EXPECT_EQ(1u, SlotOf(&IAOVStream::getSensorList));
     EXPECT_EQ(2u, SlotOf(&IAOVStream::getSensorInfo));
@@ -50,11 +52,7 @@ TEST(VendorLayoutTest, AovStreamSlots) {
     EXPECT_EQ(6u, SlotOf(&IAOVStream::uninit));
     EXPECT_EQ(2u, SlotOf(&IAOVStreamCallback::onCallback));  // after the two destructors
     EXPECT_EQ(12u, SlotOf(&HalLogicalDeviceList::getSensorId));
-}
 
-TEST(VendorLayoutTest, ManagerAndCallbackSlots) {
-    using tarvo::aon::AONManager;
-    using tarvo::aon::IAONManagerCallback;
     EXPECT_EQ(2u, SlotOf(&AONManager::onCallback));
     EXPECT_EQ(3u, SlotOf(&AONManager::NotifyOpen));
     EXPECT_EQ(4u, SlotOf(&AONManager::NotifyClose));

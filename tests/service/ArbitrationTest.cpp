@@ -2,83 +2,58 @@
 // the stream idles or runs, how they merge, and when a stop leaves, stops or restarts the stream.
 // Handle 1 is a registered client; handle 2 exists only in the service's tables (see
 // AONServiceTestPeer).
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <ostream>
-#include <string>
-
 #include "tests/service/AONServiceTestPeer.h"
 #include "tests/service/ServiceTestBase.h"
-#include "tests/support/StatusMatchers.h"
+#include "tests/support/Named.h"
 
 namespace aon_test {
 namespace {
 
-using tarvo::aon::AONServiceTestPeer;
-using ::testing::ElementsAre;
-
-constexpr char kService[] = "AONService";
-
 class ArbitrationTest : public ServiceTest {
   protected:
     void SetUp() override {
-        ServiceTest::SetUp();
-        mClient = MakeRemoteCallback();
         ASSERT_EQ(Register(mClient), 1);
-        Peer().RegisterHandle(2, kAllTypes);
+        mPeer.RegisterHandle(2, kAllTypes);
+    }
+    // Handle 1 runs `types` of a subscription of all types at 640x480@30.
+    void Run(int32_t types) {
+        ASSERT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 30, kAllTypes)), IsOk());
+        ASSERT_THAT(mService->startService(1, types), IsOk());
+        mLog.clear();
     }
 
-    AONServiceTestPeer Peer() { return AONServiceTestPeer(*mService); }
-
-    RemoteCallback mClient;
+    RemoteCallback mClient = MakeRemoteCallback();
+    tarvo::aon::AONServiceTestPeer mPeer{*mService};
 };
-
-TEST_F(ArbitrationTest, IdleConfigurationsMergeToLargestSizeAndRateAndUnionOfTypes) {
-    EXPECT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 10, 0x1)), IsOk());
-    EXPECT_THAT(Peer().Subscribe(2, Config(0, 320, 240, 15, 0x2)), IsOk());
-    EXPECT_TRUE(mLog.hasLine(ANDROID_LOG_INFO, kService,
-                             "subscribe success-> c:2, id:0, t:3, w:640, h:480, f:15"));
-
-    EXPECT_THAT(mService->startService(1, 0x1), IsOk());
-    EXPECT_THAT(StreamCalls(), ElementsAre(Init(0, 640, 480, 15, 0x1)));
-}
 
 TEST_F(ArbitrationTest, ResubscribingOnAnotherSensorIsRefusedByOwnEarlierEntry) {
     EXPECT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 10, 0x1)), IsOk());
     EXPECT_THAT(mService->subscribeSensor(1, Config(1, 320, 240, 15, 0x1)),
                 ServiceSpecificErrorIs(1, "can support this config when other process use"));
-    EXPECT_TRUE(mLog.hasLine(ANDROID_LOG_ERROR, kService,
-                             "exist use sensor id:0, new config:1, not support"));
-    EXPECT_TRUE(mLog.hasLine(ANDROID_LOG_ERROR, kService,
-                             "can not support this config when other process use"));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_ERROR, "exist use sensor id:0, new config:1, not support"));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_ERROR, "can not support this config when other process use"));
 }
 
-struct DeliveryModeCase {
-    const char* name;
-    int32_t first;
-    int32_t second;
+struct DeliveryModeCase : Named {
+    int32_t first, second;
     bool conflict;
     int32_t streamFps;     // 2 in motion-detection mode
     int32_t requestedFps;  // the asked rate when forced to 2
 };
 
-void PrintTo(const DeliveryModeCase& c, std::ostream* out) {
-    *out << c.name;
-}
-
 class DeliveryModeMergeTest : public ArbitrationTest,
                               public ::testing::WithParamInterface<DeliveryModeCase> {};
 
-TEST_P(DeliveryModeMergeTest, ConflictingModesAreSentAsTimeBased) {
+// Idle configurations merge to the largest size and rate, the union of types and one mode.
+TEST_P(DeliveryModeMergeTest, IdleConfigurationsMergeAndConflictingModesAreSentAsTimeBased) {
     const DeliveryModeCase& c = GetParam();
     EXPECT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 10, 0x1, c.first)), IsOk());
-    EXPECT_THAT(Peer().Subscribe(2, Config(0, 320, 240, 15, 0x1, c.second)), IsOk());
-    EXPECT_EQ(mLog.hasLine(ANDROID_LOG_WARN, kService,
-                           "computed deliveryMode is -1, some config not right, force set to "
-                           "TIME_BASED"),
+    EXPECT_THAT(mPeer.Subscribe(2, Config(0, 320, 240, 15, 0x2, c.second)), IsOk());
+    EXPECT_TRUE(
+            HasLine(ANDROID_LOG_INFO, "subscribe success-> c:2, id:0, t:3, w:640, h:480, f:15"));
+    EXPECT_EQ(HasLine(ANDROID_LOG_WARN,
+                      "computed deliveryMode is -1, some config not right, force set to TIME_BASED"),
               c.conflict);
-
     EXPECT_THAT(mService->startService(1, 0x1), IsOk());
     EXPECT_THAT(StreamCalls(), ElementsAre(Init(0, 640, 480, c.streamFps, 0x1, c.requestedFps)));
 }
@@ -88,20 +63,13 @@ INSTANTIATE_TEST_SUITE_P(Modes, DeliveryModeMergeTest,
                                            DeliveryModeCase{"TimeBasedYields", 1, 2, false, 2, 15},
                                            DeliveryModeCase{"Equal", 2, 2, false, 2, 15},
                                            DeliveryModeCase{"Conflict", 2, 3, true, 15, 0}),
-                         [](const ::testing::TestParamInfo<DeliveryModeCase>& info) {
-                             return info.param.name;
-                         });
+                         CaseName());
 
-struct RunningCase {
-    const char* name;
+struct RunningCase : Named {
     SensorConfigInfo running;
     SensorConfigInfo added;
-    std::string refusal;  // empty: admitted
+    const char* refusal;  // empty: admitted
 };
-
-void PrintTo(const RunningCase& c, std::ostream* out) {
-    *out << c.name;
-}
 
 class RunningAdmissionTest : public ArbitrationTest,
                              public ::testing::WithParamInterface<RunningCase> {};
@@ -112,21 +80,22 @@ TEST_P(RunningAdmissionTest, RunningStreamAdmitsOnlyWhatItCovers) {
     ASSERT_THAT(mService->startService(1, c.running.serviceType), IsOk());
     mLog.clear();
 
-    auto status = Peer().Subscribe(2, c.added);
-    if (c.refusal.empty()) {
+    auto status = mPeer.Subscribe(2, c.added);
+    if (*c.refusal == '\0') {
         EXPECT_THAT(status, IsOk());
-        EXPECT_THAT(mLog.linesOf(kService),
-                    ElementsAre(LogLine{ANDROID_LOG_INFO, "AONLog_HAL",
-                                        "subscribe success-> c:2, id:0, t:1, w:320, h:240, f:15"}));
+        EXPECT_THAT(mLog.linesOf("AONService"),
+                    ElementsAre(HalLine(ANDROID_LOG_INFO,
+                                        "subscribe success-> c:2, id:0, t:1, w:320, h:240, f:15")));
         // Joining the running stream with a subset calls nothing on the stream.
-        EXPECT_THAT(Peer().Start(2, c.added.serviceType), IsOk());
+        EXPECT_THAT(mPeer.Start(2, c.added.serviceType), IsOk());
     } else {
-        EXPECT_THAT(status, ServiceSpecificErrorIs(1, "can support this config when sensor running"));
-        EXPECT_THAT(mLog.linesOf(kService),
-                    ElementsAre(LogLine{ANDROID_LOG_ERROR, "AONLog_HAL", c.refusal},
-                                LogLine{ANDROID_LOG_ERROR, "AONLog_HAL",
-                                        "can not support this config when sensor running"}));
-        EXPECT_THAT(Peer().Start(2, c.added.serviceType),
+        EXPECT_THAT(status,
+                    ServiceSpecificErrorIs(1, "can support this config when sensor running"));
+        EXPECT_THAT(mLog.linesOf("AONService"),
+                    ElementsAre(HalLine(ANDROID_LOG_ERROR, c.refusal),
+                                HalLine(ANDROID_LOG_ERROR,
+                                        "can not support this config when sensor running")));
+        EXPECT_THAT(mPeer.Start(2, c.added.serviceType),
                     ServiceSpecificErrorIs(2, "start service type is subset of subscribe service type"));
     }
     EXPECT_EQ(StreamCalls().size(), 1u);
@@ -148,59 +117,50 @@ INSTANTIATE_TEST_SUITE_P(
                             "exist use deliveryMode:2, new config:3, not support"},
                 RunningCase{"Covered", Config(0, 640, 480, 30, 0x3, 2),
                             Config(0, 320, 240, 15, 0x1, 1), ""}),
-        [](const ::testing::TestParamInfo<RunningCase>& info) { return info.param.name; });
+        CaseName());
 
 TEST_F(ArbitrationTest, StopRestartsStreamWithTypesOthersStillUse) {
-    ASSERT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 30, 0x3)), IsOk());
-    ASSERT_THAT(Peer().Subscribe(2, Config(0, 640, 480, 30, 0x1)), IsOk());
-    EXPECT_THAT(mService->startService(1, 0x3), IsOk());
-    EXPECT_THAT(Peer().Start(2, 0x1), IsOk());
+    ASSERT_THAT(mPeer.Subscribe(2, Config(0, 640, 480, 30, 0x1)), IsOk());
+    Run(0x3);
+    EXPECT_THAT(mPeer.Start(2, 0x1), IsOk());
 
     // The union stays 0x3, which runs: nothing to do.
-    mLog.clear();
-    EXPECT_THAT(Peer().Stop(2, 0x1), IsOk());
-    EXPECT_TRUE(mLog.hasLine(ANDROID_LOG_INFO, kService, "stop service: same do nothing"));
+    EXPECT_THAT(mPeer.Stop(2, 0x1), IsOk());
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "stop service: same do nothing"));
     EXPECT_THAT(StreamCalls(), ElementsAre(Init(0, 640, 480, 30, 0x3)));
 
     // Handle 2 holds 0x1 again; handle 1 drops 0x2: the stream restarts with 0x1.
-    EXPECT_THAT(Peer().Start(2, 0x1), IsOk());
+    EXPECT_THAT(mPeer.Start(2, 0x1), IsOk());
     EXPECT_THAT(mService->stopService(1, 0x2), IsOk());
-    EXPECT_TRUE(mLog.hasLine(ANDROID_LOG_INFO, kService, "finalStartServiceType:1 not 0 restart"));
-    EXPECT_THAT(StreamCalls(), ElementsAre(Init(0, 640, 480, 30, 0x3), Uninit(),
-                                           Init(0, 640, 480, 30, 0x1)));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "finalStartServiceType:1 not 0 restart"));
+    EXPECT_THAT(StreamCalls(),
+                ElementsAre(Init(0, 640, 480, 30, 0x3), "uninit", Init(0, 640, 480, 30, 0x1)));
     ASSERT_TRUE(mClient.fake->waitForSensorEvents(3, kTimeout));
-    EXPECT_THAT(States(*mClient.fake), ElementsAre(std::pair(0, 1), std::pair(0, 0),
-                                                   std::pair(0, 1)));
+    EXPECT_EQ(StatesOf(*mClient.fake), (States{{0, 1}, {0, 0}, {0, 1}}));
 }
 
 TEST_F(ArbitrationTest, RunningStreamIsJoinedOnlyWithTypesItRuns) {
-    ASSERT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 30, kAllTypes)), IsOk());
-    ASSERT_THAT(mService->startService(1, 0x3), IsOk());
+    Run(0x3);
     EXPECT_THAT(mService->startService(1, 0x4),
                 ServiceSpecificErrorIs(
                         1, "sensor hub is running, please do start on other process stop"));
-    EXPECT_TRUE(mLog.hasLine(ANDROID_LOG_ERROR, kService,
-                             "sensor hub is running, please do start on other process stop"));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_ERROR,
+                        "sensor hub is running, please do start on other process stop"));
     EXPECT_THAT(StreamCalls(), ElementsAre(Init(0, 640, 480, 30, 0x3)));
 }
 
 TEST_F(ArbitrationTest, StopOfTypesNotStartedLeavesStreamRunning) {
-    ASSERT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 30, kAllTypes)), IsOk());
-    ASSERT_THAT(mService->startService(1, 0x3), IsOk());
-    mLog.clear();
-
+    Run(0x3);
     EXPECT_THAT(mService->stopService(1, 0x4), IsOk());
     EXPECT_THAT(mService->stopService(1, 0), IsOk());
-    auto line = [](int priority, const char* text) {
-        return LogLine{priority, "AONLog_HAL", text};
-    };
     // The number after "client:" in the first line is the started mask.
-    EXPECT_THAT(mLog.linesOf(kService),
-                ElementsAre(line(ANDROID_LOG_WARN,
-                                 "stop service type:4 more than start service type for client:3"),
-                            line(ANDROID_LOG_INFO, "stop service actual type:0, left:3 for client:1"),
-                            line(ANDROID_LOG_INFO, "stop service: same do nothing"),
-                            line(ANDROID_LOG_WARN, "stop service type 0 for client:1")));
+    EXPECT_THAT(
+            mLog.linesOf("AONService"),
+            ElementsAre(HalLine(ANDROID_LOG_WARN,
+                                "stop service type:4 more than start service type for client:3"),
+                        HalLine(ANDROID_LOG_INFO, "stop service actual type:0, left:3 for client:1"),
+                        HalLine(ANDROID_LOG_INFO, "stop service: same do nothing"),
+                        HalLine(ANDROID_LOG_WARN, "stop service type 0 for client:1")));
     EXPECT_THAT(StreamCalls(), ElementsAre(Init(0, 640, 480, 30, 0x3)));
 }
 

@@ -1,100 +1,112 @@
-// End to end: a client's whole session against the real registry, manager and event translation,
-// with the camera stack opening and closing a device on the stream's sensor midway. Checks what
-// each call returns, what the client receives and what the vendor stream is asked, in order.
-#include <aidl/vendor/tarvo/hardware/camera/aon/AONSensorInfo.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+// End to end: the library's entry, publishing the service with its two lines of tag
+// "AonService" (its plain C symbol is checked with the library's other entry points); and a
+// client's whole session against the real registry, manager and event translation, with the
+// camera stack opening and closing a device on the stream's sensor midway. Checks what each call
+// returns, what the client receives and what the vendor stream is asked, in order.
+#include <aidl/vendor/tarvo/hardware/camera/aon/IAONService.h>
 #include <host/EventBuilder.h>
 #include <host/FakeModuleHelper.h>
+#include <host/binder_control.h>
 
 #include <array>
-#include <vector>
 
 #include "manager/AONManager.h"
+#include "service/RegisterIAonService.h"
 #include "tests/service/ServiceTestBase.h"
-#include "tests/support/StatusMatchers.h"
 
 namespace aon_test {
 namespace {
 
-using ::aidl::vendor::tarvo::hardware::camera::aon::AONResultValue;
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONSensorInfo;
-using ::aidl::vendor::tarvo::hardware::camera::aon::FrameInfo;
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using ::aidl::vendor::tarvo::hardware::camera::aon::IAONService;
+using Tag = ::aidl::vendor::tarvo::hardware::camera::aon::AONResultValue::Tag;
 
-constexpr int kCameraDevice = 5;
+constexpr char kInstance[] = "vendor.tarvo.hardware.camera.aon.IAONService/default";
 
-AONSensorInfo Sensor(int32_t id, int32_t attribute, std::vector<FrameInfo> frames) {
-    AONSensorInfo sensor;
-    sensor.sensorId = id;
-    sensor.sensorParam1 = 0;
-    sensor.sensorParam2 = attribute;
-    sensor.supportServiceType = 0x3F;
-    sensor.frameInfos = std::move(frames);
-    return sensor;
+std::vector<LogLine> EntryLines(const LogCapture& log) {
+    std::vector<LogLine> lines;
+    for (const LogLine& line : log.lines()) {
+        if (line.tag == "AonService") lines.push_back(line);
+    }
+    return lines;
 }
 
-FrameInfo Frame(int32_t width, int32_t height, std::vector<int32_t> rates) {
-    FrameInfo frame;
-    frame.width = width;
-    frame.height = height;
-    frame.fpsList = std::move(rates);
-    return frame;
+TEST(RegisterIAonServiceTest, FailingServiceManagerIsLoggedOnce) {
+    LogCapture log;
+    host::SetAddServiceResult(STATUS_PERMISSION_DENIED);
+    RegisterIAonService();
+    EXPECT_THAT(EntryLines(log), ElementsAre(LogLine{ANDROID_LOG_ERROR, "AonService",
+                                                     "RegisterIAonService register failed"}));
+    EXPECT_EQ(host::LookupService(kInstance).get(), nullptr);
+}
+
+TEST(RegisterIAonServiceTest, PublishesServiceWiredToManager) {
+    host::FakeAovStream::Get().SetSensors({{0, {host::MakeSensorInfo(640, 480, 0, {30})}, 0, 0}});
+    LogCapture log;
+    RegisterIAonService();
+    EXPECT_THAT(EntryLines(log), ElementsAre(LogLine{ANDROID_LOG_INFO, "AonService",
+                                                     "RegisterIAonService register successfully"}));
+    EXPECT_TRUE(log.hasLine(ANDROID_LOG_INFO, "AONService", "Create AON Service"));
+
+    std::shared_ptr<IAONService> service = IAONService::fromBinder(host::LookupService(kInstance));
+    ASSERT_NE(service, nullptr);
+    std::vector<AONSensorInfo> sensors;
+    EXPECT_THAT(service->getAonSensorInfoList(&sensors), IsOk());
+    EXPECT_EQ(sensors.size(), 1u);
 }
 
 using ClientCourseTest = ServiceTest;
 
 TEST_F(ClientCourseTest, SensorListIsAppendedToWhatTheCallerHolds) {
-    std::vector<AONSensorInfo> sensors{Sensor(9, 0, {})};
+    std::vector<AONSensorInfo> sensors{{9, 0, 0, 0x3F, {}}};
     EXPECT_THAT(mService->getAonSensorInfoList(&sensors), IsOk());
-    EXPECT_THAT(sensors, ElementsAre(Sensor(9, 0, {}),
-                                     Sensor(0, 7,
-                                            {Frame(640, 480, {10, 15, 30}), Frame(320, 240, {15}),
-                                             Frame(320, 480, {15})}),
-                                     Sensor(1, 9, {Frame(320, 240, {15})})));
-    EXPECT_TRUE(mLog.hasLine(ANDROID_LOG_INFO, "AONService", "get aon sensor list success-> size:3"));
+    // sensorParam2 is the last size's attribute; every type is offered.
+    EXPECT_THAT(sensors, ElementsAre(AONSensorInfo{9, 0, 0, 0x3F, {}},
+                                     AONSensorInfo{0, 0, 7, 0x3F,
+                                                   {{640, 480, {10, 15, 30}},
+                                                    {320, 240, {15}},
+                                                    {320, 480, {15}}}},
+                                     AONSensorInfo{1, 0, 9, 0x3F, {{320, 240, {15}}}}));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "get aon sensor list success-> size:3"));
 }
 
 TEST_F(ClientCourseTest, TypicalClientSession) {
+    constexpr int kCameraDevice = 5;
     RemoteCallback client = MakeRemoteCallback();
     std::shared_ptr<tarvo::aon::AONManager> camera = tarvo::aon::AONManager::GetSingleton();
     host::SetSensorIdsOfDevice(kCameraDevice, {0});
 
-    int64_t handle = 0;
-    ASSERT_THAT(mService->registerClient(client.proxy, 0x5, &handle), IsOk());
-    ASSERT_EQ(handle, 1);
+    ASSERT_EQ(Register(client, 0x5), 1);
     std::vector<AONSensorInfo> sensors;
     ASSERT_THAT(mService->getAonSensorInfoList(&sensors), IsOk());
     ASSERT_EQ(sensors.size(), 2u);
-
     // Subscribing only records the configuration; the stream starts with the types.
-    ASSERT_THAT(mService->subscribeSensor(handle, Config(0, 640, 480, 30, 0x5)), IsOk());
+    ASSERT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 30, 0x5)), IsOk());
     EXPECT_THAT(StreamCalls(), IsEmpty());
-    ASSERT_THAT(mService->startService(handle, 0x5), IsOk());
+    ASSERT_THAT(mService->startService(1, 0x5), IsOk());
     EXPECT_THAT(StreamCalls(), ElementsAre(Init(0, 640, 480, 30, 0x5)));
     ASSERT_TRUE(client.fake->waitForSensorEvents(1, kTimeout));
 
-    // One frame with fusion and gaze output and a small image.
+    // One frame with fusion and gaze output and a full image.
     const std::array<float, tarvo::aon::kGazeResultFloats> gaze{1, 2, 3, 4, 5, 6};
     host::EventBuilder frame;
-    frame.frame(7, 640, 480)
-            .serviceType(0x5)
-            .fullApuOutputSize()
-            .fusion(1, 0.5f, {host::FusionItem{3, {}}})
-            .gaze(gaze)
-            .imagePattern(host::ImageBlock::kImage, 4, 2, 1);
+    frame.frame(7, 640, 480).serviceType(0x5).fullApuOutputSize();
+    frame.fusion(1, 0.5f, {host::FusionItem{3, {}}}).gaze(gaze);
+    frame.imagePattern(host::ImageBlock::kImage, 640, 480, 1);
     ASSERT_TRUE(mStream.DeliverEvent(frame.event()));
     ASSERT_TRUE(client.fake->waitForEvents(1, kTimeout));
     const auto event = client.fake->events().front();
-    EXPECT_EQ(event.clientHandle, handle);
+    EXPECT_EQ(event.clientHandle, 1);
     EXPECT_EQ(event.info.serviceType, 0x5);
     std::vector<int32_t> keys;
     for (const auto& result : event.info.results) keys.push_back(result.key);
     EXPECT_THAT(keys, ElementsAre(100, 101, 102, 103, 300, 700, 701, 702, 703, 0, 1, 2));
-    EXPECT_EQ(event.info.results[4].value.get<AONResultValue::Tag::floatArray>(),
+    EXPECT_EQ(event.info.results[4].value.get<Tag::floatArray>(),
               std::vector<float>(gaze.begin(), gaze.end()));
-    EXPECT_EQ(event.info.results[9].value.get<AONResultValue::Tag::intValue>(), 7);
+    const std::vector<uint8_t>& image = event.info.results[8].value.get<Tag::byteArray>();
+    ASSERT_EQ(image.size(), 460800u);
+    EXPECT_TRUE(std::equal(image.begin(), image.end(), frame.imageData(host::ImageBlock::kImage)));
+    EXPECT_EQ(event.info.results[9].value.get<Tag::intValue>(), 7);
 
     // The camera takes the sensor: the stream stops, the client learns the sensor is busy; the
     // close frees it again without restarting anything.
@@ -105,20 +117,18 @@ TEST_F(ClientCourseTest, TypicalClientSession) {
     EXPECT_EQ(camera->GetServiceTypeStarted(), 0);
 
     // The client starts again, then winds its session down.
-    EXPECT_THAT(mService->startService(handle, 0x5), IsOk());
-    EXPECT_THAT(mService->stopService(handle, 0x5), IsOk());
-    EXPECT_THAT(mService->unsubscribeSensor(handle), IsOk());
-    EXPECT_THAT(mService->unregisterClient(handle), IsOk());
+    EXPECT_THAT(mService->startService(1, 0x5), IsOk());
+    EXPECT_THAT(mService->stopService(1, 0x5), IsOk());
+    EXPECT_THAT(mService->unsubscribeSensor(1), IsOk());
+    EXPECT_THAT(mService->unregisterClient(1), IsOk());
 
-    EXPECT_THAT(StreamCalls(),
-                ElementsAre(Init(0, 640, 480, 30, 0x5), Notify({0}, 1), Uninit(), Notify({0}, 0),
-                            Init(0, 640, 480, 30, 0x5), Uninit()));
+    EXPECT_THAT(StreamCalls(), ElementsAre(Init(0, 640, 480, 30, 0x5), "notify 0, opened 1",
+                                           "uninit", "notify 0, opened 0",
+                                           Init(0, 640, 480, 30, 0x5), "uninit"));
     ASSERT_TRUE(client.fake->waitForSensorEvents(5, kTimeout));
-    EXPECT_THAT(States(*client.fake),
-                ElementsAre(std::pair(0, 1), std::pair(0, 2), std::pair(0, 0), std::pair(0, 1),
-                            std::pair(0, 0)));
+    EXPECT_EQ(StatesOf(*client.fake), (States{{0, 1}, {0, 2}, {0, 0}, {0, 1}, {0, 0}}));
     EXPECT_EQ(client.fake->eventCount(), 1u);
-    for (const auto& state : client.fake->sensorEvents()) EXPECT_EQ(state.clientHandle, handle);
+    for (const auto& state : client.fake->sensorEvents()) EXPECT_EQ(state.clientHandle, 1);
 }
 
 }  // namespace

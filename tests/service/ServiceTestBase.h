@@ -9,59 +9,93 @@
 #include <host/FakeAovStream.h>
 
 #include <chrono>
-#include <cstdint>
 #include <memory>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "service/AONService.h"
 #include "tests/support/FakeServiceCallback.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/StatusMatchers.h"
 
 namespace aon_test {
 
 using ::aidl::vendor::tarvo::hardware::camera::aon::SensorConfigInfo;
-using tarvo::aon::AONService;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using States = std::vector<std::pair<int32_t, int32_t>>;
 
 constexpr std::chrono::milliseconds kTimeout{2000};
 constexpr int32_t kAllTypes = 0xF;
 
-SensorConfigInfo Config(int32_t sensorId, int32_t width, int32_t height, int32_t fps,
-                        int32_t serviceType, int32_t deliveryMode = 1);
+inline SensorConfigInfo Config(int32_t sensorId, int32_t width, int32_t height, int32_t fps,
+                               int32_t serviceType, int32_t deliveryMode = 1) {
+    return {sensorId, width, height, fps, 0, 0, serviceType, deliveryMode};
+}
 
-// A stream call reduced to what the service front decides: init with its parameters, uninit,
-// notifySensorState with its sensors.
-struct StreamCall {
-    host::AovCall call = host::AovCall::kInit;
-    int32_t sensorId = 0;
-    int32_t width = 0;
-    int32_t height = 0;
-    int32_t fps = 0;
-    int32_t requestedFps = 0;
-    int32_t serviceType = 0;
-    std::vector<int32_t> sensorIds;
-    int32_t opened = 0;
-    bool operator==(const StreamCall& other) const;
-};
-std::ostream& operator<<(std::ostream& out, const StreamCall& call);
-StreamCall Init(int32_t sensorId, int32_t width, int32_t height, int32_t fps, int32_t serviceType,
-                int32_t requestedFps = 0);
-StreamCall Uninit();
-StreamCall Notify(std::vector<int32_t> sensorIds, int32_t opened);
+// A stream init as StreamCalls() writes it: sensor, size, rate, asked rate and types.
+inline std::string Init(int32_t sensorId, int32_t width, int32_t height, int32_t fps,
+                        int32_t serviceType, int32_t requestedFps = 0) {
+    return "init " + std::to_string(sensorId) + " " + std::to_string(width) + "x" +
+           std::to_string(height) + "@" + std::to_string(fps) + "/" +
+           std::to_string(requestedFps) + " t" + std::to_string(serviceType);
+}
 
 class ServiceTest : public ::testing::Test {
   protected:
-    void SetUp() override;
-
     // Registers a client in a simulated process of its own; returns its handle.
-    int64_t Register(const RemoteCallback& client, int32_t serviceType = kAllTypes);
-    // The init, uninit and notifySensorState calls the stream received, in order.
-    std::vector<StreamCall> StreamCalls() const;
+    int64_t Register(const RemoteCallback& client, int32_t serviceType = kAllTypes) {
+        int64_t handle = 0;
+        EXPECT_THAT(mService->registerClient(client.proxy, serviceType, &handle), IsOk());
+        return handle;
+    }
+    // The init ("init ..." as Init() writes it), uninit ("uninit") and notifySensorState
+    // ("notify <ids>, opened <0|1>") calls the stream received, in order.
+    std::vector<std::string> StreamCalls() const {
+        std::vector<std::string> calls;
+        for (const host::AovCallRecord& record : mStream.Calls()) {
+            const user_param& p = record.param;
+            if (record.call == host::AovCall::kInit) {
+                calls.push_back(Init(p.sensorId, p.width, p.height, p.fps, p.serviceType,
+                                     p.requestedFps));
+            } else if (record.call == host::AovCall::kUninit) {
+                calls.push_back("uninit");
+            } else if (record.call == host::AovCall::kNotifySensorState) {
+                std::string ids;
+                for (int32_t id : record.sensorIds) ids += std::to_string(id) + ",";
+                calls.push_back("notify " + ids + " opened " + std::to_string(record.opened));
+            }
+        }
+        return calls;
+    }
     // The sensor states a client received, as {sensorId, state}.
-    static std::vector<std::pair<int32_t, int32_t>> States(const FakeServiceCallback& client);
+    static States StatesOf(const FakeServiceCallback& client) {
+        States states;
+        for (const auto& event : client.sensorEvents()) {
+            states.emplace_back(event.info.sensorId, event.info.state);
+        }
+        return states;
+    }
+    bool HasLine(int priority, const std::string& text) const {
+        return mLog.hasLine(priority, "AONService", text);
+    }
+
+    static host::FakeAovStream& ScriptedStream() {
+        using host::MakeSensorInfo;
+        host::FakeAovStream& stream = host::FakeAovStream::Get();
+        stream.SetSensors({{0,
+                            {MakeSensorInfo(640, 480, 5, {10, 15, 30}),
+                             MakeSensorInfo(320, 240, 6, {15}), MakeSensorInfo(320, 480, 7, {15})},
+                            0, 0},
+                           {1, {MakeSensorInfo(320, 240, 9, {15})}, 0, 0}});
+        return stream;
+    }
 
     LogCapture mLog;  // first, so that it sees the service being built
-    host::FakeAovStream& mStream = host::FakeAovStream::Get();
-    std::shared_ptr<AONService> mService;
+    host::FakeAovStream& mStream = ScriptedStream();
+    std::shared_ptr<tarvo::aon::AONService> mService =
+            ndk::SharedRefBase::make<tarvo::aon::AONService>();
 };
 
 }  // namespace aon_test

@@ -1,27 +1,21 @@
 // aon_test::FakeServiceCallback: a client's IAONServiceCallBack that records every call it gets
-// (the handle and its own copy of the record), with bounded waits for a number of calls.
-// Thread-safe: calls may arrive on any thread while the test reads or waits.
+// (the handle, its own copy of the record, the calling thread), with bounded waits for a number of
+// calls. Thread-safe: calls may arrive on any thread while the test reads or waits.
 //
 // MakeRemoteCallback() places a fake in a simulated client process and hands back the proxy the
 // service sees, so that death links work and host::KillProcess(pid) kills the client.
 #pragma once
 
+#include <aidl/vendor/tarvo/hardware/camera/aon/BnAONServiceCallBack.h>
 #include <android-base/thread_annotations.h>
-#include <android/binder_auto_utils.h>
+#include <host/binder_control.h>
 
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
-
-#include <aidl/vendor/tarvo/hardware/camera/aon/AONCallBackInfo.h>
-#include <aidl/vendor/tarvo/hardware/camera/aon/AONSensorStateInfo.h>
-#include <aidl/vendor/tarvo/hardware/camera/aon/BnAONServiceCallBack.h>
-#include <aidl/vendor/tarvo/hardware/camera/aon/IAONServiceCallBack.h>
 
 namespace aon_test {
 
@@ -32,50 +26,59 @@ using ::aidl::vendor::tarvo::hardware::camera::aon::IAONServiceCallBack;
 class FakeServiceCallback final
     : public ::aidl::vendor::tarvo::hardware::camera::aon::BnAONServiceCallBack {
   public:
-    struct Event {
+    template <typename Info>
+    struct Call {
         int64_t clientHandle;
-        AONCallBackInfo info;
-        std::thread::id thread;  // the thread the call ran on
-    };
-    struct SensorEvent {
-        int64_t clientHandle;
-        AONSensorStateInfo info;
+        Info info;
         std::thread::id thread;
     };
+    using Event = Call<AONCallBackInfo>;
+    using SensorEvent = Call<AONSensorStateInfo>;
 
-    ::ndk::ScopedAStatus onAONEvent(int64_t in_clientHandle,
-                                    const AONCallBackInfo& in_info) override EXCLUDES(mLock);
-    ::ndk::ScopedAStatus onAONSensorEvent(int64_t in_clientHandle,
-                                          const AONSensorStateInfo& in_info) override
-            EXCLUDES(mLock);
+    ::ndk::ScopedAStatus onAONEvent(int64_t handle, const AONCallBackInfo& info) override {
+        return Record(mEvents, Event{handle, info, std::this_thread::get_id()});
+    }
+    ::ndk::ScopedAStatus onAONSensorEvent(int64_t handle, const AONSensorStateInfo& info) override {
+        return Record(mSensorEvents, SensorEvent{handle, info, std::this_thread::get_id()});
+    }
 
     // True once at least `count` calls of the kind have arrived; false after `timeout`.
-    [[nodiscard]] bool waitForEvents(size_t count, std::chrono::milliseconds timeout) const
-            EXCLUDES(mLock);
-    [[nodiscard]] bool waitForSensorEvents(size_t count, std::chrono::milliseconds timeout) const
-            EXCLUDES(mLock);
-
-    std::vector<Event> events() const EXCLUDES(mLock);
-    std::vector<SensorEvent> sensorEvents() const EXCLUDES(mLock);
-    size_t eventCount() const EXCLUDES(mLock);
-    size_t sensorEventCount() const EXCLUDES(mLock);
-
-    // Every later call returns this status (the calls are recorded all the same).
-    void setResultStatus(int32_t serviceSpecificError) EXCLUDES(mLock);
-    // Runs at the start of every later call, on the caller's thread, without the fake's lock:
-    // lets a test act while the caller is inside the callback.
-    void setOnCall(std::function<void()> hook) EXCLUDES(mLock);
+    [[nodiscard]] bool waitForEvents(size_t count, std::chrono::milliseconds timeout) const {
+        return WaitFor(mEvents, count, timeout);
+    }
+    [[nodiscard]] bool waitForSensorEvents(size_t count, std::chrono::milliseconds timeout) const {
+        return WaitFor(mSensorEvents, count, timeout);
+    }
+    std::vector<Event> events() const {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mEvents;
+    }
+    std::vector<SensorEvent> sensorEvents() const {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mSensorEvents;
+    }
+    size_t eventCount() const { return events().size(); }
+    size_t sensorEventCount() const { return sensorEvents().size(); }
 
   private:
-    ::ndk::ScopedAStatus finishCall() EXCLUDES(mLock);
-    std::function<void()> currentHook() const EXCLUDES(mLock);
+    template <typename T>
+    ::ndk::ScopedAStatus Record(std::vector<T>& calls, T call) {
+        std::lock_guard<std::mutex> guard(mLock);
+        calls.push_back(std::move(call));
+        mCallArrived.notify_all();
+        return ::ndk::ScopedAStatus::ok();
+    }
+    template <typename T>
+    bool WaitFor(const std::vector<T>& calls, size_t count,
+                 std::chrono::milliseconds timeout) const {
+        std::unique_lock<std::mutex> lock(mLock);
+        return mCallArrived.wait_for(lock, timeout, [&] { return calls.size() >= count; });
+    }
 
     mutable std::mutex mLock;
     mutable std::condition_variable mCallArrived;
     std::vector<Event> mEvents GUARDED_BY(mLock);
     std::vector<SensorEvent> mSensorEvents GUARDED_BY(mLock);
-    int32_t mResultError GUARDED_BY(mLock) = 0;
-    std::function<void()> mOnCall GUARDED_BY(mLock);
 };
 
 // A fake placed in the simulated client process `pid`, and the proxy the service gets for it.
@@ -88,6 +91,11 @@ struct RemoteCallback {
 
 constexpr int kClientPid = 4242;
 
-RemoteCallback MakeRemoteCallback(int pid = kClientPid);
+inline RemoteCallback MakeRemoteCallback(int pid = kClientPid) {
+    auto fake = ::ndk::SharedRefBase::make<FakeServiceCallback>();
+    ::ndk::SpAIBinder binder = fake->asBinder();
+    host::SetBinderProcess(binder.get(), pid);
+    return {fake, IAONServiceCallBack::fromBinder(binder), binder, pid};
+}
 
 }  // namespace aon_test

@@ -1,6 +1,6 @@
 #include "tests/support/LogCapture.h"
 
-#include <ostream>
+#include <algorithm>
 
 namespace aon_test {
 namespace {
@@ -31,8 +31,7 @@ void LogCapture::Logger(const struct __android_logger_data* data, const char* me
     std::lock_guard<std::mutex> guard(gActiveLock);
     if (gActive == nullptr) return;
     std::lock_guard<std::mutex> lines(gActive->mLock);
-    gActive->mLines.push_back(
-            {data->priority, data->tag ? data->tag : "", message ? message : ""});
+    gActive->mLines.push_back({data->priority, data->tag ? data->tag : "", message ? message : ""});
 }
 
 std::vector<LogLine> LogCapture::lines() const {
@@ -45,23 +44,22 @@ std::vector<LogLine> LogCapture::linesOf(const std::string& className) const {
     std::vector<LogLine> result;
     for (const LogLine& line : lines()) {
         if (line.tag == "AONLog_HAL" && line.text.compare(0, prefix.size(), prefix) == 0) {
-            result.push_back({line.priority, line.tag, line.text.substr(prefix.size())});
+            result.push_back(HalLine(line.priority, line.text.substr(prefix.size())));
         }
     }
     return result;
 }
 
-bool LogCapture::contains(int priority, const std::string& tag, const std::string& text) const {
-    for (const LogLine& line : lines()) {
-        if (line.priority == priority && line.tag == tag && line.text == text) return true;
-    }
-    return false;
+bool LogCapture::hasLine(int priority, const std::string& className,
+                         const std::string& text) const {
+    const std::vector<LogLine> all = lines();
+    return std::find(all.begin(), all.end(), HalLine(priority, className + ": " + text)) !=
+           all.end();
 }
 
 size_t LogCapture::count(const std::string& text) const {
-    size_t n = 0;
-    for (const LogLine& line : lines()) n += line.text == text ? 1 : 0;
-    return n;
+    const std::vector<LogLine> all = lines();
+    return std::count_if(all.begin(), all.end(), [&](const LogLine& l) { return l.text == text; });
 }
 
 void LogCapture::clear() {

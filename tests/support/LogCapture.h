@@ -5,6 +5,7 @@
 #include <android/log.h>
 
 #include <mutex>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,11 @@ struct LogLine {
 
 std::ostream& operator<<(std::ostream& out, const LogLine& line);
 
+// A line of the product's tag "AONLog_HAL".
+inline LogLine HalLine(int priority, std::string text) {
+    return {priority, "AONLog_HAL", std::move(text)};
+}
+
 // Installs itself as liblog's logger (minimum priority VERBOSE) and restores the default logger
 // when destroyed. Only one may be alive at a time.
 class LogCapture {
@@ -34,12 +40,8 @@ class LogCapture {
     std::vector<LogLine> lines() const;
     // Lines with tag "AONLog_HAL" whose text starts with "<className>: ", prefix removed.
     std::vector<LogLine> linesOf(const std::string& className) const;
-    // Whether a line with exactly this priority, tag and text was written.
-    bool contains(int priority, const std::string& tag, const std::string& text) const;
-    // Same, with tag "AONLog_HAL" and the "<className>: " prefix added to `text`.
-    bool hasLine(int priority, const std::string& className, const std::string& text) const {
-        return contains(priority, "AONLog_HAL", className + ": " + text);
-    }
+    // Whether the line "<className>: <text>" was written with tag "AONLog_HAL" and `priority`.
+    bool hasLine(int priority, const std::string& className, const std::string& text) const;
     size_t count(const std::string& text) const;  // lines whose text is exactly `text`
     void clear();
 

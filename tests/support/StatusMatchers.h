@@ -8,7 +8,6 @@
 #include <android/binder_status.h>
 #include <gmock/gmock.h>
 
-#include <cstring>
 #include <ostream>
 #include <string>
 
@@ -23,45 +22,25 @@ inline void PrintTo(const ScopedAStatus& status, std::ostream* out) {
 
 namespace aon_test {
 
+// Tells the listener what the status is; false for a null status, which matches nothing.
+inline bool Explain(const ::ndk::ScopedAStatus& status, ::testing::MatchResultListener* listener) {
+    *listener << "the status is " << ::testing::PrintToString(status);
+    return status.get() != nullptr;
+}
+
 MATCHER(IsOk, negation ? "is not an ok status" : "is an ok status") {
-    if (arg.get() == nullptr) {
-        *result_listener << "the status is null";
-        return false;
-    }
-    *result_listener << "the status is " << arg.getDescription();
-    return arg.isOk();
+    return Explain(arg, result_listener) && arg.isOk();
 }
 
 MATCHER_P(ExceptionIs, exception,
           std::string(negation ? "has no" : "has") + " exception " + std::to_string(exception)) {
-    if (arg.get() == nullptr) {
-        *result_listener << "the status is null";
-        return false;
-    }
-    *result_listener << "the status is " << arg.getDescription();
-    return arg.getExceptionCode() == exception;
-}
-
-MATCHER_P(ServiceSpecificErrorIs, code,
-          std::string(negation ? "is not" : "is") + " service-specific error " +
-                  std::to_string(code)) {
-    if (arg.get() == nullptr) {
-        *result_listener << "the status is null";
-        return false;
-    }
-    *result_listener << "the status is " << arg.getDescription();
-    return arg.getExceptionCode() == EX_SERVICE_SPECIFIC && arg.getServiceSpecificError() == code;
+    return Explain(arg, result_listener) && arg.getExceptionCode() == exception;
 }
 
 MATCHER_P2(ServiceSpecificErrorIs, code, message,
            std::string(negation ? "is not" : "is") + " service-specific error " +
                    std::to_string(code) + " with message \"" + std::string(message) + "\"") {
-    if (arg.get() == nullptr) {
-        *result_listener << "the status is null";
-        return false;
-    }
-    *result_listener << "the status is " << arg.getDescription();
-    return arg.getExceptionCode() == EX_SERVICE_SPECIFIC &&
+    return Explain(arg, result_listener) && arg.getExceptionCode() == EX_SERVICE_SPECIFIC &&
            arg.getServiceSpecificError() == code && std::string(arg.getMessage()) == message;
 }
 

@@ -1,5 +1,6 @@
-// Holds a thread at a point of the test's choosing until the test opens the gate. Every wait is
-// bounded, so a broken test fails instead of hanging.
+// Holds a thread at a point of the test's choosing: Pass() waits while the gate is closed. The
+// test learns that a thread is held (WaitEntered) and lets it go (Open). Every wait is bounded, so
+// a broken test fails instead of hanging.
 #pragma once
 
 #include <chrono>
@@ -10,9 +11,11 @@ namespace aon_test {
 
 class Gate final {
   public:
-    // Called by the held thread: signals that it arrived and waits until the gate opens.
+    explicit Gate(bool open = false) : mOpen(open) {}
+
     void Pass() {
         std::unique_lock<std::mutex> lock(mLock);
+        if (mOpen) return;
         mEntered = true;
         mChanged.notify_all();
         mChanged.wait_for(lock, std::chrono::seconds(20), [this] { return mOpen; });
@@ -21,21 +24,20 @@ class Gate final {
         std::unique_lock<std::mutex> lock(mLock);
         return mChanged.wait_for(lock, timeout, [this] { return mEntered; });
     }
-    bool IsOpen() {
+    void Open() { Set(true); }
+    void Close() { Set(false); }
+
+  private:
+    void Set(bool open) {
         std::lock_guard<std::mutex> guard(mLock);
-        return mOpen;
-    }
-    void Open() {
-        std::lock_guard<std::mutex> guard(mLock);
-        mOpen = true;
+        mOpen = open;
         mChanged.notify_all();
     }
 
-  private:
     std::mutex mLock;
     std::condition_variable mChanged;
     bool mEntered = false;
-    bool mOpen = false;
+    bool mOpen;
 };
 
 }  // namespace aon_test

@@ -66,8 +66,9 @@ AONManager::AONManager() : mAovStream(IAOVStream::createInstance()), mUserParam{
 
 AONManager::~AONManager() {
     AON_LOGI("aon manager destroy");
-    // The last worker is waited for under mLock, as the manager has always done at teardown.
-    std::lock_guard<std::mutex> guard(mLock);
+    // The last worker is waited for without mLock: a worker takes mLock itself, so a destructor
+    // that held it while waiting would wait for ever on a worker that had not got it yet.
+    std::lock_guard<std::mutex> guard(mNotifyLock);
     if (mNotifyFuture.valid()) {
         const int result = mNotifyFuture.get();
         if (result != 0) {

@@ -3,7 +3,7 @@
 set -euo pipefail
 
 packages=(
-  build-essential cmake ninja-build clang libc++-dev libc++abi-dev
+  build-essential cmake ninja-build clang libclang-rt-14-dev libc++-dev libc++abi-dev python3 gdb
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   android-liblog-dev android-libbase-dev
   blueprint-tools libpng-dev libxml2-utils binutils

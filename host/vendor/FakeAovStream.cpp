@@ -113,6 +113,11 @@ std::vector<std::string> FakeAovStream::ContractViolations() const {
     return mViolations;
 }
 
+void FakeAovStream::ClearCalls() {
+    std::lock_guard<std::mutex> guard(mLock);
+    mCalls.clear();
+}
+
 bool FakeAovStream::DeliverEvent(aov_event* event) {
     std::shared_ptr<IAOVStreamCallback> callback;
     {

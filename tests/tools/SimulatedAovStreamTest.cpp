@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "event/AovEvent.h"
@@ -142,6 +143,8 @@ size_t ThreadCount() {
 
 TEST(SimulatedAovStreamTest, DestroyingARunningStreamJoinsItsThread) {
     auto callback = std::make_shared<RecordingStreamCallback>();
+    // ThreadSanitizer starts a thread of its own when the process makes its first one.
+    std::thread([] {}).join();
     const size_t threadsBefore = ThreadCount();
     {
         SimulatedAovStream stream(FakeAovStream::Get(), SimulatedAovStream::Delivery::kOwnThread,

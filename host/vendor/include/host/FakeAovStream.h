@@ -76,6 +76,9 @@ class FakeAovStream final : public IAOVStream {
     bool IsInitialized() const;
     // Calls made against the calling order the stream imposes (init twice, uninit while idle).
     std::vector<std::string> ContractViolations() const;
+    // Forgets the calls received so far (not the scripting, the violations or the stream's
+    // state), so that a long-running driver such as a fuzzer keeps constant memory.
+    void ClearCalls();
 
     // Calls the callback of the running stream's user_param with `event` on the calling thread.
     // Returns false, delivering nothing, while the stream is not initialised.

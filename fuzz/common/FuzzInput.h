@@ -33,10 +33,6 @@ class FuzzInput final {
         if (index == choices.size()) return static_cast<T>(U32());
         return *(choices.begin() + index);
     }
-    template <typename T>
-    T Pick(std::initializer_list<T> choices) {
-        return *(choices.begin() + Below(static_cast<uint32_t>(choices.size())));
-    }
 
     // Up to `max` bytes (fewer when the input runs out), copied to `out`; returns the count.
     size_t Bytes(uint8_t* out, size_t max) {

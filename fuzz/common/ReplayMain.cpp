@@ -9,23 +9,20 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <string>
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
-extern "C" __attribute__((weak)) int LLVMFuzzerInitialize(int* argc, char*** argv);
 
 int main(int argc, char** argv) {
-    if (LLVMFuzzerInitialize != nullptr) LLVMFuzzerInitialize(&argc, &argv);
-    std::vector<std::filesystem::path> inputs;
+    namespace fs = std::filesystem;
+    std::vector<fs::path> inputs;
     for (int i = 1; i < argc; ++i) {
-        const std::filesystem::path path(argv[i]);
-        if (std::filesystem::is_directory(path)) {
-            for (const auto& entry : std::filesystem::directory_iterator(path)) {
-                if (entry.is_regular_file()) inputs.push_back(entry.path());
-            }
-        } else {
-            inputs.push_back(path);
+        if (!fs::is_directory(argv[i])) {
+            inputs.emplace_back(argv[i]);
+            continue;
+        }
+        for (const auto& entry : fs::directory_iterator(argv[i])) {
+            if (entry.is_regular_file()) inputs.push_back(entry.path());
         }
     }
     std::sort(inputs.begin(), inputs.end());
@@ -33,14 +30,13 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "no inputs to replay\n");
         return 1;
     }
-    for (const auto& path : inputs) {
+    for (const fs::path& path : inputs) {
         std::ifstream file(path, std::ios::binary);
         if (!file) {
             std::fprintf(stderr, "cannot read %s\n", path.c_str());
             return 1;
         }
-        const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)),
-                                         std::istreambuf_iterator<char>());
+        const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), {});
         std::fprintf(stderr, "replaying %s (%zu bytes)\n", path.c_str(), bytes.size());
         LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
     }

@@ -12,7 +12,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -20,45 +19,19 @@
 #include <fstream>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 
 #include "manager/AONManager.h"
+#include "tests/support/Gate.h"
 #include "tests/support/LogCapture.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
-// Holds threads that name themselves "AONManager" while armed.
-struct WorkerGate {
-    std::mutex lock;
-    std::condition_variable changed;
-    bool armed = false;
-    bool held = false;
-
-    void Pass() {
-        std::unique_lock<std::mutex> guard(lock);
-        if (!armed) return;
-        held = true;
-        changed.notify_all();
-        changed.wait_for(guard, 10s, [this] { return !armed; });
-    }
-    bool WaitUntilHeld(std::chrono::milliseconds bound) {
-        std::unique_lock<std::mutex> guard(lock);
-        return changed.wait_for(guard, bound, [this] { return held; });
-    }
-    void Release() {
-        {
-            std::lock_guard<std::mutex> guard(lock);
-            armed = false;
-        }
-        changed.notify_all();
-    }
-};
-
-WorkerGate gGate;
+// Holds threads that name themselves "AONManager" while closed.
+aon_test::Gate gWorkerGate(/*open=*/true);
 
 // The thread's scheduler state from /proc ('S' while it waits).
 char ThreadState(pid_t tid) {
@@ -76,15 +49,12 @@ extern "C" int __real_prctl(int option, ...);
 extern "C" int __wrap_prctl(int option, ...) {
     std::va_list args;
     va_start(args, option);
-    const unsigned long arg2 = va_arg(args, unsigned long);
-    const unsigned long arg3 = va_arg(args, unsigned long);
-    const unsigned long arg4 = va_arg(args, unsigned long);
-    const unsigned long arg5 = va_arg(args, unsigned long);
+    unsigned long arg[4];  // prctl's arguments 2 to 5
+    for (unsigned long& value : arg) value = va_arg(args, unsigned long);
     va_end(args);
-    if (option == PR_SET_NAME && std::strcmp(reinterpret_cast<const char*>(arg2), "AONManager") == 0) {
-        gGate.Pass();
-    }
-    return __real_prctl(option, arg2, arg3, arg4, arg5);
+    const char* name = reinterpret_cast<const char*>(arg[0]);
+    if (option == PR_SET_NAME && std::strcmp(name, "AONManager") == 0) gWorkerGate.Pass();
+    return __real_prctl(option, arg[0], arg[1], arg[2], arg[3]);
 }
 
 namespace {
@@ -92,12 +62,9 @@ namespace {
 TEST(ManagerTeardownTest, DestroyingTheManagerWaitsForAWorkerThatHasNotTakenItsLockYet) {
     aon_test::LogCapture log;
     auto manager = std::make_shared<tarvo::aon::AONManager>();
-    {
-        std::lock_guard<std::mutex> guard(gGate.lock);
-        gGate.armed = true;
-    }
+    gWorkerGate.Close();
     manager->NotifyClose(5);
-    ASSERT_TRUE(gGate.WaitUntilHeld(5s)) << "the close worker did not start";
+    ASSERT_TRUE(gWorkerGate.WaitEntered(5s)) << "the close worker did not start";
 
     std::atomic<pid_t> destroyerTid{0};
     std::promise<void> destroyed;
@@ -114,7 +81,7 @@ TEST(ManagerTeardownTest, DestroyingTheManagerWaitsForAWorkerThatHasNotTakenItsL
         std::this_thread::yield();
     }
 
-    gGate.Release();
+    gWorkerGate.Open();
     if (destroyed.get_future().wait_for(5s) != std::future_status::ready) {
         ADD_FAILURE() << "the destructor and the worker wait for each other";
         std::fflush(stdout);

@@ -11,10 +11,10 @@
 //
 // Environment: AON_SOAK_SECONDS (default 5) is the duration, AON_SOAK_STALL_SECONDS (default 20)
 // the watchdog's bound.
-#include <aidl/vendor/tarvo/hardware/camera/aon/BnAONServiceCallBack.h>
 #include <android/log.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -22,6 +22,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <random>
@@ -37,16 +39,14 @@
 #include "manager/AONManager.h"
 #include "service/AONService.h"
 #include "tests/soak/Watchdog.h"
+#include "tests/support/FakeServiceCallback.h"
 
 namespace aon_test {
 namespace {
 
-using ::aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
-using ::aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
-using ::aidl::vendor::tarvo::hardware::camera::aon::BnAONServiceCallBack;
-using ::aidl::vendor::tarvo::hardware::camera::aon::IAONServiceCallBack;
 using ::aidl::vendor::tarvo::hardware::camera::aon::SensorConfigInfo;
 using Clock = std::chrono::steady_clock;
+using Count = std::atomic<unsigned long long>;
 using tarvo::aon::AONManager;
 using tarvo::aon::AONService;
 using tarvo::aon::RemoteCallbackManager;
@@ -57,70 +57,29 @@ constexpr int kBinderThreads = 2;
 
 double SecondsFromEnv(const char* name, double fallback) {
     const char* value = std::getenv(name);
-    if (value == nullptr || *value == '\0') return fallback;
-    const double seconds = std::atof(value);
+    const double seconds = value != nullptr ? std::atof(value) : 0;
     return seconds > 0 ? seconds : fallback;
 }
 
-// Counts the log lines that tell of a dropped frame; every other line is dropped as well (the
-// soak writes hundreds of thousands of them).
-struct LogCounts {
-    std::atomic<uint64_t> managerDrops{0};   // "onCallback can not get lock"
-    std::atomic<uint64_t> registryDrops{0};  // "OnAONEvent try_lock failed"
-    std::atomic<uint64_t> errors{0};
-    std::atomic<uint64_t> lines{0};
-};
-LogCounts gLog;
+// The log's lines are counted, not kept (the soak writes hundreds of thousands of them): all, the
+// errors, and those that tell of a dropped frame.
+Count gLogLines{0};
+Count gLogErrors{0};
+Count gManagerDrops{0};   // "onCallback can not get lock"
+Count gRegistryDrops{0};  // "OnAONEvent try_lock failed"
 
+// Relaxed: the logger must not order the threads that log, or ThreadSanitizer would miss races.
 void CountingLogger(const struct __android_logger_data* data, const char* message) {
-    gLog.lines.fetch_add(1, std::memory_order_relaxed);
-    if (data->priority >= ANDROID_LOG_ERROR) gLog.errors.fetch_add(1, std::memory_order_relaxed);
+    const auto bump = [](Count& count) { count.fetch_add(1, std::memory_order_relaxed); };
+    bump(gLogLines);
+    if (data->priority >= ANDROID_LOG_ERROR) bump(gLogErrors);
     if (message == nullptr) return;
     if (std::strstr(message, "onCallback can not get lock") != nullptr) {
-        gLog.managerDrops.fetch_add(1, std::memory_order_relaxed);
+        bump(gManagerDrops);
     } else if (std::strstr(message, "OnAONEvent try_lock failed") != nullptr) {
-        gLog.registryDrops.fetch_add(1, std::memory_order_relaxed);
+        bump(gRegistryDrops);
     }
 }
-
-// A client that counts what it receives and checks the shape of every event on arrival.
-class CountingClient final : public BnAONServiceCallBack {
-  public:
-    ::ndk::ScopedAStatus onAONEvent(int64_t, const AONCallBackInfo& info) override {
-        const auto& results = info.results;
-        const bool framed = results.size() >= 3 && results[results.size() - 3].key == 0 &&
-                            results[results.size() - 2].key == 1 && results.back().key == 2;
-        if (!framed) malformed.fetch_add(1);
-        {
-            std::lock_guard<std::mutex> guard(mLock);
-            ++mEvents;
-        }
-        mArrived.notify_all();
-        return ::ndk::ScopedAStatus::ok();
-    }
-    ::ndk::ScopedAStatus onAONSensorEvent(int64_t, const AONSensorStateInfo&) override {
-        sensorEvents.fetch_add(1);
-        return ::ndk::ScopedAStatus::ok();
-    }
-
-    // Waits, with a bound, until `count` events have arrived.
-    bool WaitForEvents(uint64_t count, std::chrono::milliseconds bound) {
-        std::unique_lock<std::mutex> lock(mLock);
-        return mArrived.wait_for(lock, bound, [&] { return mEvents >= count; });
-    }
-    uint64_t events() {
-        std::lock_guard<std::mutex> guard(mLock);
-        return mEvents;
-    }
-
-    std::atomic<uint64_t> malformed{0};
-    std::atomic<uint64_t> sensorEvents{0};
-
-  private:
-    std::mutex mLock;
-    std::condition_variable mArrived;
-    uint64_t mEvents = 0;
-};
 
 SensorConfigInfo StreamConfig() {
     SensorConfigInfo config;
@@ -135,20 +94,20 @@ SensorConfigInfo StreamConfig() {
 
 // Everything the threads share, and the figures they add up.
 struct Soak {
-    std::shared_ptr<AONService> service;
     host::FakeAovStream& stream = host::FakeAovStream::Get();
     std::shared_ptr<AONManager> manager = AONManager::GetSingleton();
+    std::shared_ptr<AONService> service = ::ndk::SharedRefBase::make<AONService>();
     std::atomic<bool> stop{false};
     std::mutex stopLock;
     std::condition_variable stopRequested;
 
-    std::atomic<uint64_t> framesOffered{0};
-    std::atomic<uint64_t> framesTaken{0};  // the stream was running and called the manager
-    std::atomic<uint64_t> framesReceived{0};
-    std::atomic<uint64_t> malformed{0};
-    std::atomic<uint64_t> sessions{0};
-    std::atomic<uint64_t> deaths{0};
-    std::atomic<uint64_t> cameraCycles{0};
+    Count framesOffered{0};
+    Count framesTaken{0};  // the stream was running and called the manager
+    Count framesReceived{0};
+    Count malformed{0};
+    Count sessions{0};
+    Count deaths{0};
+    Count cameraCycles{0};
     std::atomic<int> nextPid{30000};
 
     // Waits up to `bound` or until the soak ends; for pacing, never for another thread's work.
@@ -160,78 +119,68 @@ struct Soak {
 
 void VendorThread(Soak& soak, std::atomic<uint64_t>& progress) {
     host::EventBuilder frame;
-    frame.frame(0, 640, 480).serviceType(0xF).fullApuOutputSize();
-    frame.imagePattern(host::ImageBlock::kImage, 64, 48, 1);
-    uint32_t frameId = 0;
-    while (!soak.stop.load()) {
-        frame.frame(++frameId, 640, 480);
-        soak.framesOffered.fetch_add(1);
+    frame.fullApuOutputSize().serviceType(0xF).imagePattern(host::ImageBlock::kImage, 64, 48, 1);
+    for (uint32_t frameId = 1; !soak.stop; ++frameId) {
+        frame.frame(frameId, 640, 480);
+        ++soak.framesOffered;
         if (soak.stream.DeliverEvent(frame.event())) {
-            soak.framesTaken.fetch_add(1);
+            ++soak.framesTaken;
         } else {
             std::this_thread::yield();  // no stream runs: leave the processor to the others
         }
-        progress.fetch_add(1);
+        ++progress;
     }
 }
 
 // One client's session after another: register, subscribe, start, let frames arrive, then either
-// wind down in order or die at some point of it.
+// wind down in order or die at some point of it. Each event must end with keys 0, 1, 2.
 void BinderThread(Soak& soak, std::atomic<uint64_t>& progress, unsigned seed) {
     std::mt19937 random(seed);
     const int32_t kMasks[] = {0x1, 0x3, 0x5, 0xF};
-    while (!soak.stop.load()) {
-        progress.fetch_add(1);
-        const int pid = soak.nextPid.fetch_add(1);
-        auto fake = ::ndk::SharedRefBase::make<CountingClient>();
-        ::ndk::SpAIBinder binder = fake->asBinder();
-        host::SetBinderProcess(binder.get(), pid);
-        std::shared_ptr<IAONServiceCallBack> proxy = IAONServiceCallBack::fromBinder(binder);
-
+    while (!soak.stop) {
+        ++progress;
+        const RemoteCallback client = MakeRemoteCallback(soak.nextPid++);
         int64_t handle = 0;
-        const int dieAt = static_cast<int>(random() % 8);  // 0 to 3: dies at that step
-        bool dead = false;
-        auto step = [&](int at, auto&& call) {
-            if (dead) return;
-            if (dieAt == at) {
-                host::KillProcess(pid);
-                soak.deaths.fetch_add(1);
-                dead = true;
-                return;
-            }
-            call();
-            progress.fetch_add(1);
-        };
-        step(0, [&] { (void)soak.service->registerClient(proxy, 0xF, &handle); });
-        step(1, [&] { (void)soak.service->subscribeSensor(handle, StreamConfig()); });
-        step(2, [&] {
-            (void)soak.service->startService(handle, kMasks[random() % 4]);
-            // Let frames arrive (the other client or the camera may stop the stream meanwhile).
-            (void)fake->WaitForEvents(3, std::chrono::milliseconds(50));
+        const std::function<void()> steps[] = {
+                [&] { (void)soak.service->registerClient(client.proxy, 0xF, &handle); },
+                [&] { (void)soak.service->subscribeSensor(handle, StreamConfig()); },
+                [&] {
+                    (void)soak.service->startService(handle, kMasks[random() % 4]);
+                    // Let frames arrive (the other client or the camera may stop the stream).
+                    (void)client.fake->waitForEvents(3, std::chrono::milliseconds(50));
+                },
+                [&] {
+                    const bool pingFails = random() % 4 == 0;
+                    if (pingFails) host::SetPingStatus(client.binder.get(), STATUS_DEAD_OBJECT);
+                    (void)soak.service->stopService(handle, 0xF);
+                    (void)soak.service->unsubscribeSensor(handle);
+                    (void)soak.service->unregisterClient(handle);
+                }};
+        const size_t dieAt = random() % 8;  // 0 to 3: dies before that step
+        size_t at = 0;
+        for (; at < std::size(steps) && at != dieAt; ++at, ++progress) steps[at]();
+        if (at == dieAt) ++soak.deaths;
+        host::KillProcess(client.pid);  // it dies, or its process ends after its session
+        const auto events = client.fake->events();
+        soak.framesReceived += events.size();
+        soak.malformed += std::count_if(events.begin(), events.end(), [](const auto& event) {
+            const auto& results = event.info.results;
+            return results.size() < 3 || results[results.size() - 3].key != 0 ||
+                   results[results.size() - 2].key != 1 || results.back().key != 2;
         });
-        step(3, [&] {
-            if (random() % 4 == 0) host::SetPingStatus(binder.get(), STATUS_DEAD_OBJECT);
-            (void)soak.service->stopService(handle, 0xF);
-            (void)soak.service->unsubscribeSensor(handle);
-            (void)soak.service->unregisterClient(handle);
-        });
-        if (!dead) host::KillProcess(pid);  // a client's process ends after its session
-        soak.framesReceived.fetch_add(fake->events());
-        soak.malformed.fetch_add(fake->malformed.load());
-        soak.sessions.fetch_add(1);
+        ++soak.sessions;
     }
 }
 
 void CameraThread(Soak& soak, std::atomic<uint64_t>& progress) {
-    unsigned cycle = 0;
-    while (!soak.stop.load()) {
-        const int device = ++cycle % 3 == 0 ? kCameraOnOtherSensor : kCameraOnStreamSensor;
+    for (unsigned cycle = 1; !soak.stop; ++cycle) {
+        const int device = cycle % 3 == 0 ? kCameraOnOtherSensor : kCameraOnStreamSensor;
         soak.manager->NotifyOpen(device);
-        progress.fetch_add(1);
+        ++progress;
         soak.Pause(std::chrono::milliseconds(5));
         soak.manager->NotifyClose(device);
-        progress.fetch_add(1);
-        soak.cameraCycles.fetch_add(1);
+        ++progress;
+        ++soak.cameraCycles;
         soak.Pause(std::chrono::milliseconds(20));
     }
 }
@@ -241,19 +190,13 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
     const double stallSeconds = SecondsFromEnv("AON_SOAK_STALL_SECONDS", 20);
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
     __android_log_set_logger(&CountingLogger);
-
-    host::FakeSensor sensor0;
-    sensor0.id = 0;
-    sensor0.infos = {host::MakeSensorInfo(640, 480, 5, {10, 15, 30})};
-    host::FakeSensor sensor1;
-    sensor1.id = 1;
-    sensor1.infos = {host::MakeSensorInfo(320, 240, 9, {15})};
-    host::FakeAovStream::Get().SetSensors({sensor0, sensor1});
+    host::FakeAovStream::Get().SetSensors(
+            {{0, {host::MakeSensorInfo(640, 480, 5, {10, 15, 30})}},
+             {1, {host::MakeSensorInfo(320, 240, 9, {15})}}});
     host::SetSensorIdsOfDevice(kCameraOnStreamSensor, {0});
     host::SetSensorIdsOfDevice(kCameraOnOtherSensor, {1});
 
     Soak soak;
-    soak.service = ::ndk::SharedRefBase::make<AONService>();
     {
         Watchdog watchdog(std::chrono::milliseconds(static_cast<int64_t>(stallSeconds * 1000)));
         std::vector<std::thread> threads;
@@ -274,25 +217,17 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
         for (std::thread& thread : threads) thread.join();
         const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
 
-        const uint64_t taken = soak.framesTaken.load();
-        const uint64_t received = soak.framesReceived.load();
-        const uint64_t managerDrops = gLog.managerDrops.load();
-        const uint64_t registryDrops = gLog.registryDrops.load();
+        const unsigned long long taken = soak.framesTaken, received = soak.framesReceived;
+        const unsigned long long managerDrops = gManagerDrops, registryDrops = gRegistryDrops;
         std::printf("soak: %.1f s, %llu frames offered, %llu taken by the stream (%.0f/s), %llu "
                     "received by clients (%.0f/s), %llu dropped by the manager (\"onCallback can "
                     "not get lock\"), %llu dropped by the registry (\"OnAONEvent try_lock "
                     "failed\"); %llu client sessions, %llu deaths, %llu camera open/close cycles, "
                     "%llu log lines (%llu errors)\n",
-                    elapsed, static_cast<unsigned long long>(soak.framesOffered.load()),
-                    static_cast<unsigned long long>(taken), taken / elapsed,
-                    static_cast<unsigned long long>(received), received / elapsed,
-                    static_cast<unsigned long long>(managerDrops),
-                    static_cast<unsigned long long>(registryDrops),
-                    static_cast<unsigned long long>(soak.sessions.load()),
-                    static_cast<unsigned long long>(soak.deaths.load()),
-                    static_cast<unsigned long long>(soak.cameraCycles.load()),
-                    static_cast<unsigned long long>(gLog.lines.load()),
-                    static_cast<unsigned long long>(gLog.errors.load()));
+                    elapsed, soak.framesOffered.load(), taken, taken / elapsed, received,
+                    received / elapsed, managerDrops, registryDrops, soak.sessions.load(),
+                    soak.deaths.load(), soak.cameraCycles.load(), gLogLines.load(),
+                    gLogErrors.load());
         std::fflush(stdout);
 
         // A frame reaches at most the one registered client, or is dropped on the way, once.

@@ -1,6 +1,5 @@
 #include "tests/soak/Watchdog.h"
 
-#include <dirent.h>
 #include <execinfo.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -11,7 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <vector>
+
+#include "tools/aon-sim/ThreadWatch.h"
 
 namespace aon_test {
 namespace {
@@ -19,27 +19,8 @@ namespace {
 constexpr auto kCheckInterval = std::chrono::milliseconds(100);
 constexpr int kGdbBoundSeconds = 60;
 
-// The gdb on the PATH, or an empty string.
-std::string FindGdb() {
-    const char* path = std::getenv("PATH");
-    std::string dirs = path != nullptr ? path : "/usr/bin:/bin";
-    size_t start = 0;
-    while (start <= dirs.size()) {
-        const size_t end = dirs.find(':', start);
-        const std::string candidate =
-                dirs.substr(start, end == std::string::npos ? std::string::npos : end - start) +
-                "/gdb";
-        if (access(candidate.c_str(), X_OK) == 0) return candidate;
-        if (end == std::string::npos) break;
-        start = end + 1;
-    }
-    return "";
-}
-
 // gdb attached to this process prints every thread's backtrace. False when it could not run.
 bool PrintStacksWithGdb() {
-    const std::string gdb = FindGdb();
-    if (gdb.empty()) return false;
     // Under Yama's ptrace restrictions a child may attach to its parent only when allowed.
     prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY, 0, 0, 0);
     const std::string pid = std::to_string(getpid());
@@ -48,8 +29,8 @@ bool PrintStacksWithGdb() {
     if (child == 0) {
         dup2(STDERR_FILENO, STDOUT_FILENO);
         alarm(kGdbBoundSeconds);  // a gdb that hangs must not hang the report
-        execl(gdb.c_str(), "gdb", "-batch", "-nx", "-p", pid.c_str(), "-ex",
-              "thread apply all bt", static_cast<char*>(nullptr));
+        execlp("gdb", "gdb", "-batch", "-nx", "-p", pid.c_str(), "-ex", "thread apply all bt",
+               static_cast<char*>(nullptr));
         _exit(127);
     }
     int status = 0;
@@ -77,14 +58,7 @@ void PrintStacksWithSignals() {
     action.sa_handler = &PrintOwnStack;
     sigemptyset(&action.sa_mask);
     sigaction(SIGUSR2, &action, nullptr);
-    std::vector<pid_t> threads;
-    if (DIR* dir = opendir("/proc/self/task")) {
-        while (const dirent* entry = readdir(dir)) {
-            if (entry->d_name[0] != '.') threads.push_back(std::atoi(entry->d_name));
-        }
-        closedir(dir);
-    }
-    for (pid_t tid : threads) {
+    for (int tid : aon_sim::ThreadWatch::Threads()) {
         const int before = gStacksPrinted.load();
         if (syscall(SYS_tgkill, getpid(), tid, SIGUSR2) != 0) continue;
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
@@ -94,14 +68,15 @@ void PrintStacksWithSignals() {
     }
 }
 
-}  // namespace
-
+// Prints the stack of every thread of this process to stderr.
 void PrintAllThreadStacks() {
     std::fflush(stderr);
     if (PrintStacksWithGdb()) return;
     std::fprintf(stderr, "(gdb not available: backtraces from each thread)\n");
     PrintStacksWithSignals();
 }
+
+}  // namespace
 
 Watchdog::Watchdog(std::chrono::milliseconds stallBound)
     : mStallBound(stallBound), mThread([this] { Run(); }) {}

@@ -21,8 +21,6 @@ class Watchdog final {
   public:
     explicit Watchdog(std::chrono::milliseconds stallBound);
     ~Watchdog();  // stops watching
-    Watchdog(const Watchdog&) = delete;
-    Watchdog& operator=(const Watchdog&) = delete;
 
     // A progress counter for one thread, named in the report. Valid while the watchdog lives.
     std::atomic<uint64_t>& Watch(const std::string& name) EXCLUDES(mLock);
@@ -44,8 +42,5 @@ class Watchdog final {
     std::deque<Watched> mWatched GUARDED_BY(mLock);  // a deque: counters never move
     std::thread mThread;                             // last: started after the rest is built
 };
-
-// Prints the stack of every thread of this process to stderr.
-void PrintAllThreadStacks();
 
 }  // namespace aon_test

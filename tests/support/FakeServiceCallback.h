@@ -36,18 +36,18 @@ class FakeServiceCallback final
     using SensorEvent = Call<AONSensorStateInfo>;
 
     ::ndk::ScopedAStatus onAONEvent(int64_t handle, const AONCallBackInfo& info) override {
-        return Record(mEvents, Event{handle, info, std::this_thread::get_id()});
+        return Record(&FakeServiceCallback::mEvents, Event{handle, info, std::this_thread::get_id()});
     }
     ::ndk::ScopedAStatus onAONSensorEvent(int64_t handle, const AONSensorStateInfo& info) override {
-        return Record(mSensorEvents, SensorEvent{handle, info, std::this_thread::get_id()});
+        return Record(&FakeServiceCallback::mSensorEvents, SensorEvent{handle, info, std::this_thread::get_id()});
     }
 
     // True once at least `count` calls of the kind have arrived; false after `timeout`.
     [[nodiscard]] bool waitForEvents(size_t count, std::chrono::milliseconds timeout) const {
-        return WaitFor(mEvents, count, timeout);
+        return WaitFor(&FakeServiceCallback::mEvents, count, timeout);
     }
     [[nodiscard]] bool waitForSensorEvents(size_t count, std::chrono::milliseconds timeout) const {
-        return WaitFor(mSensorEvents, count, timeout);
+        return WaitFor(&FakeServiceCallback::mSensorEvents, count, timeout);
     }
     std::vector<Event> events() const {
         std::lock_guard<std::mutex> guard(mLock);
@@ -57,22 +57,29 @@ class FakeServiceCallback final
         std::lock_guard<std::mutex> guard(mLock);
         return mSensorEvents;
     }
-    size_t eventCount() const { return events().size(); }
-    size_t sensorEventCount() const { return sensorEvents().size(); }
+    size_t eventCount() const {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mEvents.size();
+    }
+    size_t sensorEventCount() const {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mSensorEvents.size();
+    }
 
   private:
     template <typename T>
-    ::ndk::ScopedAStatus Record(std::vector<T>& calls, T call) {
+    ::ndk::ScopedAStatus Record(std::vector<T> FakeServiceCallback::*calls, T call) {
         std::lock_guard<std::mutex> guard(mLock);
-        calls.push_back(std::move(call));
+        (this->*calls).push_back(std::move(call));
         mCallArrived.notify_all();
         return ::ndk::ScopedAStatus::ok();
     }
     template <typename T>
-    bool WaitFor(const std::vector<T>& calls, size_t count,
+    bool WaitFor(std::vector<T> FakeServiceCallback::*calls, size_t count,
                  std::chrono::milliseconds timeout) const {
         std::unique_lock<std::mutex> lock(mLock);
-        return mCallArrived.wait_for(lock, timeout, [&] { return calls.size() >= count; });
+        return mCallArrived.wait_for(lock, timeout,
+                                     [&] { return (this->*calls).size() >= count; });
     }
 
     mutable std::mutex mLock;

@@ -256,22 +256,30 @@ void Simulation::SetPingFails(const std::string& name, bool fails) {
                             (fails ? " stops answering ping" : " answers ping again")});
 }
 
-bool Simulation::OpenCamera(int32_t instanceId) {
-    mTrace.Append(NoteEntry{"camera stack: NotifyOpen(" + std::to_string(instanceId) + ")"});
+namespace {
+
+// Plays one camera stack call and waits for the worker thread it starts in the library.
+bool NotifyCamera(Trace& trace, const char* call, const char* worker, int32_t instanceId,
+                  void (tarvo::aon::AONManager::*notify)(int)) {
+    trace.Append(NoteEntry{std::string("camera stack: ") + call + "(" +
+                           std::to_string(instanceId) + ")"});
     const ThreadWatch watch;
-    tarvo::aon::AONManager::GetSingleton()->NotifyOpen(instanceId);
+    (tarvo::aon::AONManager::GetSingleton().get()->*notify)(instanceId);
     if (watch.Wait(kWorkerTimeout)) return true;
-    mTrace.Append(NoteEntry{"the library's open worker still runs after 5 s"});
+    trace.Append(NoteEntry{std::string("the library's ") + worker + " worker still runs after 5 s"});
     return false;
 }
 
+}  // namespace
+
+bool Simulation::OpenCamera(int32_t instanceId) {
+    return NotifyCamera(mTrace, "NotifyOpen", "open", instanceId,
+                        &tarvo::aon::AONManager::NotifyOpen);
+}
+
 bool Simulation::CloseCamera(int32_t instanceId) {
-    mTrace.Append(NoteEntry{"camera stack: NotifyClose(" + std::to_string(instanceId) + ")"});
-    const ThreadWatch watch;
-    tarvo::aon::AONManager::GetSingleton()->NotifyClose(instanceId);
-    if (watch.Wait(kWorkerTimeout)) return true;
-    mTrace.Append(NoteEntry{"the library's close worker still runs after 5 s"});
-    return false;
+    return NotifyCamera(mTrace, "NotifyClose", "close", instanceId,
+                        &tarvo::aon::AONManager::NotifyClose);
 }
 
 std::optional<Simulation::ClientView> Simulation::View(const std::string& name) const {

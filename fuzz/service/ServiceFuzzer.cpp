@@ -50,7 +50,7 @@
 #include "manager/AONManager.h"
 #include "service/AONService.h"
 #include "tests/support/FakeServiceCallback.h"
-#include "tools/aon-sim/ThreadWatch.h"
+#include "tools/common/ThreadWatch.h"
 
 namespace {
 
@@ -357,7 +357,7 @@ class Session final {
     // Tells the manager, and waits until the worker thread it starts for it has ended: spinning,
     // as a worker takes microseconds and the fuzzer's speed is at stake.
     void Notify(bool open, int32_t device) {
-        const aon_sim::ThreadWatch workers;
+        const aon_tools::ThreadWatch workers;
         if (open) {
             World::Manager()->NotifyOpen(device);
             mOpenedDevices.insert(device);

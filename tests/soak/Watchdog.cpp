@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "tools/aon-sim/ThreadWatch.h"
+#include "tools/common/ThreadWatch.h"
 
 namespace aon_test {
 namespace {
@@ -58,7 +58,7 @@ void PrintStacksWithSignals() {
     action.sa_handler = &PrintOwnStack;
     sigemptyset(&action.sa_mask);
     sigaction(SIGUSR2, &action, nullptr);
-    for (int tid : aon_sim::ThreadWatch::Threads()) {
+    for (int tid : aon_tools::ThreadWatch::Threads()) {
         const int before = gStacksPrinted.load();
         if (syscall(SYS_tgkill, getpid(), tid, SIGUSR2) != 0) continue;
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);

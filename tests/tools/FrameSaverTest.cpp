@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/aon-sim/FrameSaver.h"
+#include "tools/common/FrameSaver.h"
 
 namespace aon_sim {
 namespace {
@@ -79,7 +79,8 @@ class FrameSaverTest : public ::testing::Test {
 TEST_F(FrameSaverTest, GrayIsTheLumaPlaneCroppedToTheFrameWidth) {
     std::string path;
     std::string error;
-    ASSERT_TRUE(FrameSaver(mDirectory, FrameColor::kGray).Save("app", Frame(), &path, &error))
+    ASSERT_TRUE(aon_tools::FrameSaver(mDirectory, aon_tools::FrameColor::kGray)
+                        .Save("app", Frame(), &path, &error))
             << error;
     EXPECT_EQ(path, mDirectory + "/app-frame000042.png");
     const Png png = Read(path, PNG_FORMAT_GRAY);
@@ -90,15 +91,17 @@ TEST_F(FrameSaverTest, GrayIsTheLumaPlaneCroppedToTheFrameWidth) {
 
 TEST_F(FrameSaverTest, ChromaLayoutDecidesTheColours) {
     struct Case {
-        FrameColor color;
+        aon_tools::FrameColor color;
         int red;
         int blue;
     };
     // NV12 reads U 90, V 240 for the right pair (red); NV21 swaps them (blue).
-    for (const Case& c : {Case{FrameColor::kNv12, 255, 0}, Case{FrameColor::kNv21, 0, 255}}) {
+    for (const Case& c :
+         {Case{aon_tools::FrameColor::kNv12, 255, 0}, Case{aon_tools::FrameColor::kNv21, 0, 255}}) {
         std::string path;
         std::string error;
-        ASSERT_TRUE(FrameSaver(mDirectory, c.color).Save("app", Frame(), &path, &error)) << error;
+        ASSERT_TRUE(aon_tools::FrameSaver(mDirectory, c.color).Save("app", Frame(), &path, &error))
+                << error;
         const Png png = Read(path, PNG_FORMAT_RGB);
         ASSERT_EQ(png.pixels.size(), 4u * 2u * 3u);
         for (int channel = 0; channel < 3; ++channel) {
@@ -115,7 +118,8 @@ TEST_F(FrameSaverTest, AnEventWithoutImageWritesNothing) {
     info.results = {IntResult(0, 42), IntResult(1, 4), IntResult(2, 2)};
     std::string path;
     std::string error;
-    EXPECT_FALSE(FrameSaver(mDirectory, FrameColor::kGray).Save("app", info, &path, &error));
+    EXPECT_FALSE(aon_tools::FrameSaver(mDirectory, aon_tools::FrameColor::kGray)
+                         .Save("app", info, &path, &error));
     EXPECT_TRUE(error.empty());
     EXPECT_NE(access((mDirectory + "/app-frame000042.png").c_str(), F_OK), 0);
 }
@@ -123,7 +127,7 @@ TEST_F(FrameSaverTest, AnEventWithoutImageWritesNothing) {
 TEST_F(FrameSaverTest, AnUnwritableDirectoryIsReported) {
     std::string path;
     std::string error;
-    EXPECT_FALSE(FrameSaver(mDirectory + "/missing", FrameColor::kGray)
+    EXPECT_FALSE(aon_tools::FrameSaver(mDirectory + "/missing", aon_tools::FrameColor::kGray)
                          .Save("app", Frame(), &path, &error));
     EXPECT_NE(error.find("No such file or directory"), std::string::npos) << error;
 }

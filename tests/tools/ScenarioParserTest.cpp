@@ -4,7 +4,7 @@
 
 #include <sstream>
 
-#include "tools/aon-sim/ScenarioParser.h"
+#include "tools/aon-sim/scenario/ScenarioParser.h"
 
 namespace aon_sim {
 namespace {

@@ -8,32 +8,33 @@
 #include <cstdlib>
 #include <string>
 
-#include "tools/aon-sim/Console.h"
 #include "tools/aon-sim/ExpectationCheck.h"
-#include "tools/aon-sim/JsonWriter.h"
 #include "tools/aon-sim/LogTap.h"
 #include "tools/aon-sim/TextRenderer.h"
 #include "tools/aon-sim/Trace.h"
 #include "tools/aon-sim/VirtualClock.h"
+#include "tools/common/Console.h"
+#include "tools/common/JsonWriter.h"
 
 namespace aon_sim {
 namespace {
 
 TEST(JsonWriterTest, EscapesWhatALogLineMayHold) {
-    JsonWriter json;
+    aon_tools::JsonWriter json;
     json.BeginObject().Key("text").String("say \"hi\"\\\n\t\x01 ok").Key("n").Int(-3);
     json.Key("list").BeginArray().Int(1).Bool(false).EndArray().EndObject();
     EXPECT_EQ(json.str(), R"({"text":"say \"hi\"\\\n\t\u0001 ok","n":-3,"list":[1,false]})");
 }
 
 TEST(JsonWriterTest, NumbersReadBackAsTheSameValue) {
-    EXPECT_EQ(JsonWriter::FloatNumber(0.1f), "0.1");
-    EXPECT_EQ(JsonWriter::FloatNumber(0.91f), "0.91");  // not 0.910000026
-    EXPECT_EQ(JsonWriter::FloatNumber(-28.0f), "-28");
-    EXPECT_EQ(std::strtof(JsonWriter::FloatNumber(1.0f / 3.0f).c_str(), nullptr), 1.0f / 3.0f);
-    EXPECT_EQ(std::strtod(JsonWriter::Number(0.1 + 0.2).c_str(), nullptr), 0.1 + 0.2);
-    EXPECT_EQ(JsonWriter::Number(1.0 / 0.0), "null");
-    EXPECT_EQ(JsonWriter::FloatNumber(std::nanf("")), "null");
+    EXPECT_EQ(aon_tools::JsonWriter::FloatNumber(0.1f), "0.1");
+    EXPECT_EQ(aon_tools::JsonWriter::FloatNumber(0.91f), "0.91");  // not 0.910000026
+    EXPECT_EQ(aon_tools::JsonWriter::FloatNumber(-28.0f), "-28");
+    EXPECT_EQ(std::strtof(aon_tools::JsonWriter::FloatNumber(1.0f / 3.0f).c_str(), nullptr),
+              1.0f / 3.0f);
+    EXPECT_EQ(std::strtod(aon_tools::JsonWriter::Number(0.1 + 0.2).c_str(), nullptr), 0.1 + 0.2);
+    EXPECT_EQ(aon_tools::JsonWriter::Number(1.0 / 0.0), "null");
+    EXPECT_EQ(aon_tools::JsonWriter::FloatNumber(std::nanf("")), "null");
 }
 
 TEST(LogTapTest, HidesPointersButNotMasksOrNumbers) {
@@ -91,7 +92,7 @@ class TextRendererTest : public ::testing::Test {
 TEST_F(TextRendererTest, FoldedFramesAreCountedAndReportedWhenSomethingElseHappens) {
     VirtualClock clock;
     Trace trace(clock);
-    Console console(mFile);
+    aon_tools::Console console(mFile);
     TextRenderer renderer(console, {true, "aon-sim"});
     trace.AddSink(&renderer);
     for (uint32_t id = 1; id <= 4; ++id) {
@@ -122,7 +123,7 @@ TEST_F(TextRendererTest, FoldedFramesAreCountedAndReportedWhenSomethingElseHappe
 
 TEST_F(TextRendererTest, StatusesRenderAsTheScenarioLanguageWritesResults) {
     VirtualClock clock;
-    Console console(mFile);
+    aon_tools::Console console(mFile);
     TextRenderer renderer(console, {false, "aon-sim"});
     StatusEntry status{"app", "registerClient", {}, 1, std::nullopt};
     EXPECT_EQ(renderer.Render(status), "  app  registerClient -> ok, handle 1");

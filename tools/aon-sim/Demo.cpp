@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "tools/aon-sim/DefaultDevice.h"
+#include "tools/common/DefaultDevice.h"
 
 namespace aon_sim {
 namespace {
@@ -24,7 +24,7 @@ ClientCall MakeCall(ClientMethod method, int32_t serviceType = 0) {
 }  // namespace
 
 Demo::Demo(Simulation& simulation, host::SimulatedAovStream& stream, Trace& trace,
-           Console* console, double seconds)
+           aon_tools::Console* console, double seconds)
     : mSimulation(simulation),
       mStream(stream),
       mTrace(trace),
@@ -58,7 +58,7 @@ void Demo::Watch(double seconds) {
 }
 
 bool Demo::Run(std::string* failure) {
-    ApplyDefaultCameraDevices();
+    aon_tools::ApplyDefaultCameraDevices();
     mTrace.Append(NoteEntry{"demonstration: one client, the camera taking sensor 0 and giving it back"});
     if (!mSimulation.StartService()) {
         *failure = "the service was not registered";

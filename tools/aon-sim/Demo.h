@@ -9,17 +9,17 @@
 #include <string>
 
 #include "host/SimulatedAovStream.h"
-#include "tools/aon-sim/Console.h"
 #include "tools/aon-sim/Simulation.h"
 #include "tools/aon-sim/Trace.h"
+#include "tools/common/Console.h"
 
 namespace aon_sim {
 
 class Demo final {
   public:
     // `console` is null when no status line is wanted.
-    Demo(Simulation& simulation, host::SimulatedAovStream& stream, Trace& trace, Console* console,
-         double seconds);
+    Demo(Simulation& simulation, host::SimulatedAovStream& stream, Trace& trace,
+         aon_tools::Console* console, double seconds);
 
     // Returns false with `failure` set when the library did not behave as a device would.
     bool Run(std::string* failure);
@@ -32,7 +32,7 @@ class Demo final {
     Simulation& mSimulation;
     host::SimulatedAovStream& mStream;
     Trace& mTrace;
-    Console* const mConsole;
+    aon_tools::Console* const mConsole;
     const double mSeconds;
     std::string mFailure;
 };

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "host/FakeAovStream.h"
-#include "tools/aon-sim/ScenarioCommand.h"
 #include "tools/aon-sim/Simulation.h"
 #include "tools/aon-sim/Trace.h"
+#include "tools/aon-sim/scenario/ScenarioCommand.h"
 
 namespace aon_sim {
 

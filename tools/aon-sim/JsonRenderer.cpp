@@ -1,17 +1,17 @@
 #include "tools/aon-sim/JsonRenderer.h"
 
-#include "tools/aon-sim/JsonWriter.h"
+#include "tools/common/JsonWriter.h"
 
 namespace aon_sim {
 namespace {
 
-void WriteIds(JsonWriter& json, const char* key, const std::vector<int32_t>& ids) {
+void WriteIds(aon_tools::JsonWriter& json, const char* key, const std::vector<int32_t>& ids) {
     json.Key(key).BeginArray();
     for (int32_t id : ids) json.Int(id);
     json.EndArray();
 }
 
-void WriteResult(JsonWriter& json, const CallResult& result) {
+void WriteResult(aon_tools::JsonWriter& json, const CallResult& result) {
     json.Key("ok").Bool(result.ok());
     json.Key("exception").Int(result.exception);
     json.Key("code").Int(result.serviceSpecific);
@@ -19,7 +19,7 @@ void WriteResult(JsonWriter& json, const CallResult& result) {
     json.Key("message").String(result.message);
 }
 
-void WriteSensors(JsonWriter& json, const std::vector<SensorSummary>& sensors) {
+void WriteSensors(aon_tools::JsonWriter& json, const std::vector<SensorSummary>& sensors) {
     json.Key("sensorInfos").BeginArray();
     for (const SensorSummary& sensor : sensors) {
         json.BeginObject();
@@ -38,7 +38,7 @@ void WriteSensors(JsonWriter& json, const std::vector<SensorSummary>& sensors) {
     json.EndArray();
 }
 
-void WriteBody(JsonWriter& json, const TraceBody& body) {
+void WriteBody(aon_tools::JsonWriter& json, const TraceBody& body) {
     if (const auto* step = std::get_if<StepEntry>(&body)) {
         json.Key("kind").String("step").Key("line").Int(step->line).Key("text").String(step->text);
     } else if (const auto* note = std::get_if<NoteEntry>(&body)) {
@@ -53,7 +53,7 @@ void WriteBody(JsonWriter& json, const TraceBody& body) {
         json.Key("kind").String("event").Key("client").String(event->client);
         json.Key("thread").String(event->thread).Key("clientHandle").Int(event->handle);
         json.Key("serviceType").Int(event->serviceType).Key("results").BeginArray();
-        for (const ResultItem& item : event->results) {
+        for (const aon_tools::ResultItem& item : event->results) {
             json.BeginObject().Key("key").Int(item.key).Key("type").String(item.type);
             if (item.array) json.Key("size").Int(static_cast<int64_t>(item.size));
             if (!item.value.empty()) json.Key("value").Raw(item.value);
@@ -113,7 +113,7 @@ void WriteBody(JsonWriter& json, const TraceBody& body) {
 }  // namespace
 
 void JsonRenderer::Write(const TraceEntry& entry) {
-    JsonWriter json;
+    aon_tools::JsonWriter json;
     json.BeginObject().Key("seq").Int(static_cast<int64_t>(entry.seq));
     json.Key("t_us").Int(entry.timeMicros);
     WriteBody(json, entry.body);
@@ -124,7 +124,7 @@ void JsonRenderer::Write(const TraceEntry& entry) {
 }
 
 void JsonRenderer::WriteSummary(const Summary& summary) {
-    JsonWriter json;
+    aon_tools::JsonWriter json;
     json.BeginObject().Key("kind").String("summary").Key("seconds").Double(summary.seconds);
     json.Key("framesDelivered").Int(summary.framesDelivered);
     json.Key("framesNotDelivered").Int(summary.framesNotDelivered);

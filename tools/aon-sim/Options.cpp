@@ -56,7 +56,7 @@ bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
             if (!value(&options->saveFrames)) return false;
         } else if (arg == "--frame-color") {
             if (!value(&text)) return false;
-            if (!FrameSaver::ParseColor(text, &options->frameColor)) {
+            if (!aon_tools::FrameSaver::ParseColor(text, &options->frameColor)) {
                 *error = "--frame-color takes gray, nv12, nv21 or i420, not '" + text + "'";
                 return false;
             }

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/aon-sim/FrameSaver.h"
+#include "tools/common/FrameSaver.h"
 
 namespace aon_sim {
 
@@ -19,7 +19,7 @@ struct Options {
     std::optional<bool> foldFrames;  // default: on in the demonstration, off in scenarios
     double demoSeconds = 4.0;
     std::string saveFrames;  // directory, empty for none
-    FrameColor frameColor = FrameColor::kGray;
+    aon_tools::FrameColor frameColor = aon_tools::FrameColor::kGray;
     std::vector<std::pair<std::string, std::string>> properties;
 };
 

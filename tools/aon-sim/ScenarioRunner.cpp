@@ -6,9 +6,9 @@
 #include <chrono>
 
 #include "host/FakeModuleHelper.h"
-#include "tools/aon-sim/DefaultDevice.h"
 #include "tools/aon-sim/ExpectationCheck.h"
-#include "tools/aon-sim/ThreadWatch.h"
+#include "tools/common/DefaultDevice.h"
+#include "tools/common/ThreadWatch.h"
 
 namespace aon_sim {
 namespace {
@@ -31,11 +31,11 @@ ScenarioRunner::ScenarioRunner(const Scenario& scenario, Simulation& simulation,
       mVendor(vendor),
       mTrace(trace),
       mClock(clock),
-      mSensors(DefaultSensors()) {}
+      mSensors(aon_tools::DefaultSensors()) {}
 
 bool ScenarioRunner::Run(std::string* failure) {
     mVendor.SetSensors(mSensors);
-    ApplyDefaultCameraDevices();
+    aon_tools::ApplyDefaultCameraDevices();
     mActionSeq = mTrace.NextSeq();
     for (const Command& command : mScenario.commands) {
         const std::string where = mScenario.path + ":" + std::to_string(command.line) + ": ";
@@ -59,7 +59,7 @@ bool ScenarioRunner::Run(std::string* failure) {
             *failure = where + "expected the service to be registered, got none";
             return false;
         }
-        const ThreadWatch watch;
+        const aon_tools::ThreadWatch watch;
         std::string actFailure;
         const bool acted = Act(command, &actFailure);
         if (!watch.Wait(kStepTimeout)) {

@@ -12,10 +12,10 @@
 
 #include "host/FakeAovStream.h"
 #include "host/SimulatedAovStream.h"
-#include "tools/aon-sim/ScenarioCommand.h"
 #include "tools/aon-sim/Simulation.h"
 #include "tools/aon-sim/Trace.h"
 #include "tools/aon-sim/VirtualClock.h"
+#include "tools/aon-sim/scenario/ScenarioCommand.h"
 
 namespace aon_sim {
 

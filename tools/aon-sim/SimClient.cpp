@@ -1,14 +1,15 @@
 #include "tools/aon-sim/SimClient.h"
 
-#include "tools/aon-sim/ResultDescription.h"
 #include "tools/aon-sim/ThreadName.h"
+#include "tools/common/ResultDescription.h"
 
 namespace aon_sim {
 
 using aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
 using aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
 
-SimClient::SimClient(std::string name, Trace& trace, bool withValues, const FrameSaver* saver)
+SimClient::SimClient(std::string name, Trace& trace, bool withValues,
+                     const aon_tools::FrameSaver* saver)
     : mName(std::move(name)), mTrace(trace), mWithValues(withValues), mSaver(saver) {}
 
 ndk::ScopedAStatus SimClient::onAONEvent(int64_t clientHandle, const AONCallBackInfo& info) {
@@ -22,7 +23,7 @@ ndk::ScopedAStatus SimClient::onAONEvent(int64_t clientHandle, const AONCallBack
     entry.thread = CurrentThreadName();
     entry.handle = clientHandle;
     entry.serviceType = info.serviceType;
-    entry.results = DescribeResults(info.results, mWithValues);
+    entry.results = aon_tools::DescribeResults(info.results, mWithValues);
     mTrace.Append(std::move(entry));
     if (mSaver != nullptr) {
         std::string path;

@@ -17,15 +17,15 @@
 #include <utility>
 #include <vector>
 
-#include "tools/aon-sim/FrameSaver.h"
 #include "tools/aon-sim/Trace.h"
+#include "tools/common/FrameSaver.h"
 
 namespace aon_sim {
 
 class SimClient final : public aidl::vendor::tarvo::hardware::camera::aon::BnAONServiceCallBack {
   public:
     // `saver` may be null (no images saved).
-    SimClient(std::string name, Trace& trace, bool withValues, const FrameSaver* saver);
+    SimClient(std::string name, Trace& trace, bool withValues, const aon_tools::FrameSaver* saver);
 
     ndk::ScopedAStatus onAONEvent(
             int64_t clientHandle,
@@ -46,7 +46,7 @@ class SimClient final : public aidl::vendor::tarvo::hardware::camera::aon::BnAON
     const std::string mName;
     Trace& mTrace;
     const bool mWithValues;
-    const FrameSaver* const mSaver;
+    const aon_tools::FrameSaver* const mSaver;
 
     mutable std::mutex mLock;
     int64_t mEventCount GUARDED_BY(mLock) = 0;

@@ -9,7 +9,7 @@
 #include "manager/AONManager.h"
 #include "tools/aon-sim/LogTap.h"
 #include "tools/aon-sim/ThreadName.h"
-#include "tools/aon-sim/ThreadWatch.h"
+#include "tools/common/ThreadWatch.h"
 
 // The library's entry, as the camera process declares it.
 extern "C" void RegisterIAonService();
@@ -263,7 +263,7 @@ bool NotifyCamera(Trace& trace, const char* call, const char* worker, int32_t in
                   void (tarvo::aon::AONManager::*notify)(int)) {
     trace.Append(NoteEntry{std::string("camera stack: ") + call + "(" +
                            std::to_string(instanceId) + ")"});
-    const ThreadWatch watch;
+    const aon_tools::ThreadWatch watch;
     (tarvo::aon::AONManager::GetSingleton().get()->*notify)(instanceId);
     if (watch.Wait(kWorkerTimeout)) return true;
     trace.Append(NoteEntry{std::string("the library's ") + worker + " worker still runs after 5 s"});

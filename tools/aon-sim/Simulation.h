@@ -26,11 +26,11 @@
 #include <vector>
 
 #include "host/AovStreamObserver.h"
-#include "tools/aon-sim/FrameSaver.h"
-#include "tools/aon-sim/ScenarioCommand.h"
 #include "tools/aon-sim/SimClient.h"
 #include "tools/aon-sim/Summary.h"
 #include "tools/aon-sim/Trace.h"
+#include "tools/aon-sim/scenario/ScenarioCommand.h"
+#include "tools/common/FrameSaver.h"
 
 namespace aon_sim {
 
@@ -38,7 +38,7 @@ class Simulation final : public host::AovStreamObserver {
   public:
     struct Options {
         bool withValues = false;            // result values in the trace
-        const FrameSaver* saver = nullptr;  // saves the images clients receive
+        const aon_tools::FrameSaver* saver = nullptr;  // saves the images clients receive
     };
 
     // What a client holds and received, for expectations and summaries.

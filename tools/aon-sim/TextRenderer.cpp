@@ -25,7 +25,7 @@ std::string Ids(const std::vector<int32_t>& ids) {
 }
 
 // Text names of the union members: "int", "float[]" become "int", "float[14]".
-std::string TypeText(const ResultItem& item) {
+std::string TypeText(const aon_tools::ResultItem& item) {
     std::string type = item.type;
     static const std::pair<const char*, const char*> kNames[] = {
             {"byteValue", "byte"},      {"byteArray", "byte"},     {"intValue", "int"},
@@ -83,7 +83,7 @@ std::string VendorText(const VendorEntry& call) {
 
 }  // namespace
 
-TextRenderer::TextRenderer(Console& console, Options options)
+TextRenderer::TextRenderer(aon_tools::Console& console, Options options)
     : mConsole(console), mOptions(std::move(options)) {}
 
 std::string TextRenderer::ThreadSuffix(const std::string& thread) const {
@@ -106,7 +106,7 @@ std::string TextRenderer::Render(const TraceBody& body) const {
     }
     if (const auto* event = std::get_if<EventEntry>(&body)) {
         std::string frame;
-        for (const ResultItem& item : event->results) {
+        for (const aon_tools::ResultItem& item : event->results) {
             if (item.key == 0 && item.type == "intValue" && !item.value.empty()) {
                 frame = ", frame " + item.value;
             }
@@ -115,7 +115,7 @@ std::string TextRenderer::Render(const TraceBody& body) const {
                            std::to_string(event->handle) + ") type " + Hex(event->serviceType) +
                            frame + ":";
         if (event->results.empty()) text += " no results";
-        for (const ResultItem& item : event->results) {
+        for (const aon_tools::ResultItem& item : event->results) {
             text += " " + std::to_string(item.key) + ":" + TypeText(item);
             if (!item.value.empty()) text += "=" + item.value;
         }

@@ -8,8 +8,8 @@
 #include <map>
 #include <string>
 
-#include "tools/aon-sim/Console.h"
 #include "tools/aon-sim/TraceSink.h"
+#include "tools/common/Console.h"
 
 namespace aon_sim {
 
@@ -20,7 +20,7 @@ class TextRenderer final : public TraceSink {
         std::string quietThread;  // thread name not shown (the runner's own)
     };
 
-    TextRenderer(Console& console, Options options);
+    TextRenderer(aon_tools::Console& console, Options options);
 
     void Write(const TraceEntry& entry) override;
     void WriteSummary(const Summary& summary) override;
@@ -33,7 +33,7 @@ class TextRenderer final : public TraceSink {
     void FlushFolded();
     std::string ThreadSuffix(const std::string& thread) const;
 
-    Console& mConsole;
+    aon_tools::Console& mConsole;
     const Options mOptions;
     // Folding state of the current run of frame traffic.
     int64_t mRunFrames = 0;  // frames seen in the run

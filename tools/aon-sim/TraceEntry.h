@@ -8,6 +8,8 @@
 #include <variant>
 #include <vector>
 
+#include "tools/common/ResultDescription.h"
+
 namespace aon_sim {
 
 // A step of the run: a scenario line, or a step of the demonstration (line 0).
@@ -53,22 +55,12 @@ struct StatusEntry {
     std::optional<std::vector<SensorSummary>> sensors;  // getAonSensorInfoList
 };
 
-// One AONResult: its key, the union member set, the number of elements, and the value rendered
-// as JSON (only when values are shown; long arrays as a digest).
-struct ResultItem {
-    int32_t key = 0;
-    std::string type;
-    bool array = false;
-    size_t size = 1;
-    std::string value;
-};
-
 struct EventEntry {
     std::string client;
     std::string thread;
     int64_t handle = 0;
     int32_t serviceType = 0;
-    std::vector<ResultItem> results;
+    std::vector<aon_tools::ResultItem> results;
 };
 
 struct SensorStateEntry {

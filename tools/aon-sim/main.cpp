@@ -14,14 +14,10 @@
 
 #include "host/FakeAovStream.h"
 #include "host/SimulatedAovStream.h"
-#include "tools/aon-sim/Console.h"
 #include "tools/aon-sim/Demo.h"
-#include "tools/aon-sim/DefaultDevice.h"
-#include "tools/aon-sim/FrameSaver.h"
 #include "tools/aon-sim/JsonRenderer.h"
 #include "tools/aon-sim/LogTap.h"
 #include "tools/aon-sim/Options.h"
-#include "tools/aon-sim/ScenarioParser.h"
 #include "tools/aon-sim/ScenarioRunner.h"
 #include "tools/aon-sim/Simulation.h"
 #include "tools/aon-sim/SteadyClock.h"
@@ -29,6 +25,10 @@
 #include "tools/aon-sim/ThreadName.h"
 #include "tools/aon-sim/Trace.h"
 #include "tools/aon-sim/VirtualClock.h"
+#include "tools/aon-sim/scenario/ScenarioParser.h"
+#include "tools/common/Console.h"
+#include "tools/common/DefaultDevice.h"
+#include "tools/common/FrameSaver.h"
 
 namespace aon_sim {
 namespace {
@@ -62,7 +62,7 @@ bool MakeDirectory(const std::string& path, std::string* error) {
     const Clock& clock = deterministic ? static_cast<const Clock&>(virtualClock) : steadyClock;
 
     Trace trace(clock);
-    Console console(stdout);
+    aon_tools::Console console(stdout);
     TextRenderer text(console, {options.foldFrames.value_or(!deterministic), kRunnerThread});
     JsonRenderer json(stdout);
     trace.AddSink(options.json ? static_cast<TraceSink*>(&json) : &text);
@@ -72,19 +72,19 @@ bool MakeDirectory(const std::string& path, std::string* error) {
         property_set(name.c_str(), value.c_str());
         trace.Append(NoteEntry{"property " + name + " = " + value});
     }
-    std::unique_ptr<FrameSaver> saver;
+    std::unique_ptr<aon_tools::FrameSaver> saver;
     if (!options.saveFrames.empty()) {
         std::string error;
         if (!MakeDirectory(options.saveFrames, &error)) {
             std::fprintf(stderr, "aon-sim: cannot save frames: %s\n", error.c_str());
             Finish(kExitMalformed);
         }
-        saver = std::make_unique<FrameSaver>(options.saveFrames, options.frameColor);
+        saver = std::make_unique<aon_tools::FrameSaver>(options.saveFrames, options.frameColor);
     }
 
     Simulation simulation(trace, {options.values, saver.get()});
     host::FakeAovStream& vendor = host::FakeAovStream::Get();
-    vendor.SetSensors(DefaultSensors());
+    vendor.SetSensors(aon_tools::DefaultSensors());
     auto* stream = new host::SimulatedAovStream(
             vendor,
             deterministic ? host::SimulatedAovStream::Delivery::kOnCommand

@@ -9,7 +9,7 @@
 #include <chrono>
 #include <set>
 
-namespace aon_sim {
+namespace aon_tools {
 
 class ThreadWatch final {
   public:
@@ -24,4 +24,4 @@ class ThreadWatch final {
     const std::set<int> mBefore;
 };
 
-}  // namespace aon_sim
+}  // namespace aon_tools

@@ -10,10 +10,10 @@
 
 #include "host/FakeAovStream.h"
 
-namespace aon_sim {
+namespace aon_tools {
 
 std::vector<host::FakeSensor> DefaultSensors();
 // Scripts the camera devices of the logical device list.
 void ApplyDefaultCameraDevices();
 
-}  // namespace aon_sim
+}  // namespace aon_tools

@@ -1,4 +1,4 @@
-#include "tools/aon-sim/PngWriter.h"
+#include "tools/common/PngWriter.h"
 
 #include <png.h>
 
@@ -7,7 +7,7 @@
 #include <cstring>
 #include <vector>
 
-namespace aon_sim {
+namespace aon_tools {
 namespace {
 
 struct ErrorText {
@@ -37,8 +37,8 @@ bool Encode(FILE* file, const PngImage& image, const png_bytep* rows, ErrorText*
     }
     png_init_io(png, file);
     png_set_IHDR(png, info, image.width, image.height, 8,
-                 image.channels == 3 ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY,
-                 PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+                 image.channels == 3 ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_set_compression_level(png, 3);
     png_write_info(png, info);
     png_write_image(png, const_cast<png_bytepp>(rows));
@@ -53,8 +53,8 @@ bool WritePng(const std::string& path, const PngImage& image, std::string* error
     if (image.width == 0 || image.height == 0 || image.pixels == nullptr ||
         (image.channels != 1 && image.channels != 3) ||
         image.rowBytes < static_cast<size_t>(image.width) * image.channels) {
-        *error = "not an image: " + std::to_string(image.width) + "x" +
-                 std::to_string(image.height);
+        *error =
+                "not an image: " + std::to_string(image.width) + "x" + std::to_string(image.height);
         return false;
     }
     std::vector<png_bytep> rows(image.height);
@@ -76,4 +76,4 @@ bool WritePng(const std::string& path, const PngImage& image, std::string* error
     return true;
 }
 
-}  // namespace aon_sim
+}  // namespace aon_tools

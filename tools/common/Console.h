@@ -10,7 +10,7 @@
 #include <mutex>
 #include <string>
 
-namespace aon_sim {
+namespace aon_tools {
 
 class Console final {
   public:
@@ -32,4 +32,4 @@ class Console final {
     std::string mStatus GUARDED_BY(mLock);
 };
 
-}  // namespace aon_sim
+}  // namespace aon_tools

@@ -1,13 +1,13 @@
-#include "tools/aon-sim/ResultDescription.h"
+#include "tools/common/ResultDescription.h"
 
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <string>
 
-#include "tools/aon-sim/JsonWriter.h"
+#include "tools/common/JsonWriter.h"
 
-namespace aon_sim {
+namespace aon_tools {
 namespace {
 
 using aidl::vendor::tarvo::hardware::camera::aon::AONResult;
@@ -17,10 +17,9 @@ using Tag = AONResultValue::Tag;
 constexpr size_t kMaxShownElements = 32;
 
 const char* MemberName(Tag tag) {
-    static const char* const kNames[] = {"byteValue",  "byteArray",   "intValue",
-                                         "intArray",   "stringValue", "floatValue",
-                                         "floatArray", "doubleValue", "doubleArray",
-                                         "booleanValue"};
+    static const char* const kNames[] = {"byteValue",   "byteArray",   "intValue",   "intArray",
+                                         "stringValue", "floatValue",  "floatArray", "doubleValue",
+                                         "doubleArray", "booleanValue"};
     const size_t index = static_cast<size_t>(tag);
     return index < sizeof(kNames) / sizeof(kNames[0]) ? kNames[index] : "?";
 }
@@ -124,4 +123,4 @@ std::vector<ResultItem> DescribeResults(const std::vector<AONResult>& results, b
     return items;
 }
 
-}  // namespace aon_sim
+}  // namespace aon_tools

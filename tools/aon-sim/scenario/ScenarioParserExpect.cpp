@@ -1,7 +1,7 @@
 // The expectation lines of the scenario language.
 #include <set>
 
-#include "tools/aon-sim/ScenarioParser.h"
+#include "tools/aon-sim/scenario/ScenarioParser.h"
 
 namespace aon_sim {
 namespace {
@@ -43,9 +43,9 @@ std::optional<CommandBody> ScenarioParser::ParseExpect(LineCursor& cursor) {
 std::optional<CommandBody> ScenarioParser::ParseExpectClient(LineCursor& cursor,
                                                              const std::string& client) {
     std::string what;
-    if (!cursor.ReadKeyword({"states", "events", "dropped", "keys", "key", "service-type",
-                             "handle", "sensors"},
-                            &what, "what the client received")) {
+    if (!cursor.ReadKeyword(
+                {"states", "events", "dropped", "keys", "key", "service-type", "handle", "sensors"},
+                &what, "what the client received")) {
         return std::nullopt;
     }
     if (what == "states") {
@@ -147,9 +147,9 @@ std::optional<CommandBody> ScenarioParser::ParseExpectVendor(LineCursor& cursor)
         return expect;
     }
     static const ParamField kFields[] = {
-            ParamField::kSensorId,    ParamField::kWidth,      ParamField::kHeight,
-            ParamField::kFps,         ParamField::kRequestedFps, ParamField::kServiceType,
-            ParamField::kMainFormat,  ParamField::kSubFormat,  ParamField::kDebugMode};
+            ParamField::kSensorId,   ParamField::kWidth,        ParamField::kHeight,
+            ParamField::kFps,        ParamField::kRequestedFps, ParamField::kServiceType,
+            ParamField::kMainFormat, ParamField::kSubFormat,    ParamField::kDebugMode};
     std::vector<std::string> names;
     for (ParamField field : kFields) names.push_back(ParamFieldName(field));
     ExpectVendorInit expect;

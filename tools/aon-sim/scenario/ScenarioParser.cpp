@@ -1,4 +1,4 @@
-#include "tools/aon-sim/ScenarioParser.h"
+#include "tools/aon-sim/scenario/ScenarioParser.h"
 
 #include <cctype>
 #include <fstream>
@@ -15,9 +15,9 @@ constexpr int32_t kMaxFramesPerLine = 100000;
 constexpr int32_t kFirstDefaultPid = 1001;
 
 const std::set<std::string>& Keywords() {
-    static const std::set<std::string> kKeywords = {
-            "property", "vendor", "client", "camera", "frame", "frames",
-            "wait",     "note",   "expect", "log",    "no-log"};
+    static const std::set<std::string> kKeywords = {"property", "vendor", "client", "camera",
+                                                    "frame",    "frames", "wait",   "note",
+                                                    "expect",   "log",    "no-log"};
     return kKeywords;
 }
 
@@ -108,7 +108,8 @@ std::optional<CommandBody> ScenarioParser::ParseCommand(LineCursor& cursor, int 
         }
         cursor.FailWith(
                 "a command (property, vendor, client, camera, frame, frames, wait, note, "
-                "expect) or a declared client" + (declared.empty() ? "" : declared + ")"),
+                "expect) or a declared client" +
+                        (declared.empty() ? "" : declared + ")"),
                 "'" + word + "'");
         return std::nullopt;
     }
@@ -199,9 +200,8 @@ std::optional<CommandBody> ScenarioParser::ParseClientDeclare(LineCursor& cursor
     }
     const auto known = mClients.find(client.name);
     if (known != mClients.end()) {
-        cursor.FailWith("a new client name",
-                        "'" + client.name + "', declared at line " +
-                                std::to_string(known->second.declaredLine));
+        cursor.FailWith("a new client name", "'" + client.name + "', declared at line " +
+                                                     std::to_string(known->second.declaredLine));
         return std::nullopt;
     }
     client.pid = kFirstDefaultPid + static_cast<int32_t>(mClients.size());
@@ -215,8 +215,7 @@ std::optional<CommandBody> ScenarioParser::ParseClientDeclare(LineCursor& cursor
     const auto pidOwner = mPids.find(client.pid);
     if (pidOwner != mPids.end()) {
         cursor.FailWith("a process id of its own",
-                        std::to_string(client.pid) + ", the process of client " +
-                                pidOwner->second);
+                        std::to_string(client.pid) + ", the process of client " + pidOwner->second);
         return std::nullopt;
     }
     if (!cursor.ExpectEnd("the end of the line or 'pid N'")) return std::nullopt;
@@ -230,7 +229,8 @@ bool ScenarioParser::CheckClientUsable(LineCursor& cursor, const std::string& na
     const auto known = mClients.find(name);
     if (known == mClients.end()) {
         std::string declared;
-        for (const auto& [client, info] : mClients) declared += (declared.empty() ? "" : ", ") + client;
+        for (const auto& [client, info] : mClients)
+            declared += (declared.empty() ? "" : ", ") + client;
         return cursor.FailWith("a declared client",
                                "'" + name + "'" +
                                        (declared.empty() ? " (no client is declared)"
@@ -253,8 +253,7 @@ void ScenarioParser::NeedsService(int line) {
 }
 
 std::optional<CommandBody> ScenarioParser::ParseClientCommand(LineCursor& cursor,
-                                                              const std::string& client,
-                                                              int line) {
+                                                              const std::string& client, int line) {
     if (!CheckClientUsable(cursor, client, false)) return std::nullopt;
     std::string verb;
     if (!cursor.ReadKeyword({"register", "list", "subscribe", "start", "stop", "unsubscribe",
@@ -381,11 +380,16 @@ bool ScenarioParser::ParseCallTail(LineCursor& cursor, ClientCall* call, bool ta
     } else {
         expect.kind = CallExpectation::Kind::kException;
         static const std::pair<const char*, int32_t> kExceptions[] = {
-                {"EX_SECURITY", -1},          {"EX_BAD_PARCELABLE", -2},
-                {"EX_ILLEGAL_ARGUMENT", -3},  {"EX_NULL_POINTER", -4},
-                {"EX_ILLEGAL_STATE", -5},     {"EX_NETWORK_MAIN_THREAD", -6},
-                {"EX_UNSUPPORTED_OPERATION", -7}, {"EX_SERVICE_SPECIFIC", -8},
-                {"EX_PARCELABLE", -9},        {"EX_TRANSACTION_FAILED", -129}};
+                {"EX_SECURITY", -1},
+                {"EX_BAD_PARCELABLE", -2},
+                {"EX_ILLEGAL_ARGUMENT", -3},
+                {"EX_NULL_POINTER", -4},
+                {"EX_ILLEGAL_STATE", -5},
+                {"EX_NETWORK_MAIN_THREAD", -6},
+                {"EX_UNSUPPORTED_OPERATION", -7},
+                {"EX_SERVICE_SPECIFIC", -8},
+                {"EX_PARCELABLE", -9},
+                {"EX_TRANSACTION_FAILED", -129}};
         std::vector<std::string> names;
         for (const auto& exception : kExceptions) names.push_back(exception.first);
         std::string name;
@@ -431,8 +435,7 @@ std::optional<CommandBody> ScenarioParser::ParseCamera(LineCursor& cursor, int l
     return open;
 }
 
-std::optional<CommandBody> ScenarioParser::ParseFrame(LineCursor& cursor, bool several,
-                                                      int line) {
+std::optional<CommandBody> ScenarioParser::ParseFrame(LineCursor& cursor, bool several, int line) {
     NeedsService(line);
     FrameSpec frame;
     if (several) {
@@ -480,7 +483,8 @@ std::optional<CommandBody> ScenarioParser::ParseFrame(LineCursor& cursor, bool s
         } else {
             std::pair<uint32_t, uint32_t> image{0, 0};
             if (!cursor.Accept("none")) {
-                read = cursor.ReadSize(&image, "an image stride and height such as 640x480 or none");
+                read = cursor.ReadSize(&image,
+                                       "an image stride and height such as 640x480 or none");
             }
             (option == "image" ? frame.image : frame.debugImage) = image;
         }

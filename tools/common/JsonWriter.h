@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace aon_sim {
+namespace aon_tools {
 
 class JsonWriter final {
   public:
@@ -37,4 +37,4 @@ class JsonWriter final {
     bool mAfterKey = false;
 };
 
-}  // namespace aon_sim
+}  // namespace aon_tools

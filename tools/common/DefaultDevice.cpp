@@ -1,8 +1,8 @@
-#include "tools/aon-sim/DefaultDevice.h"
+#include "tools/common/DefaultDevice.h"
 
 #include "host/FakeModuleHelper.h"
 
-namespace aon_sim {
+namespace aon_tools {
 
 std::vector<host::FakeSensor> DefaultSensors() {
     host::FakeSensor main;
@@ -22,4 +22,4 @@ void ApplyDefaultCameraDevices() {
     host::SetSensorIdsOfDevice(1, {2});
 }
 
-}  // namespace aon_sim
+}  // namespace aon_tools

@@ -12,7 +12,14 @@
 namespace aon_sim {
 
 // Calls of the vendor stream, by the names the stream interface gives them.
-enum class VendorCall { kGetSensorList, kGetSensorInfo, kGetSensorMode, kInit, kNotifySensorState, kUninit };
+enum class VendorCall {
+    kGetSensorList,
+    kGetSensorInfo,
+    kGetSensorMode,
+    kInit,
+    kNotifySensorState,
+    kUninit
+};
 
 // Methods of IAONService a client can call.
 enum class ClientMethod { kRegister, kList, kSubscribe, kStart, kStop, kUnsubscribe, kUnregister };
@@ -76,10 +83,10 @@ struct ClientDeclare {
 struct ClientCall {
     std::string client;
     ClientMethod method = ClientMethod::kRegister;
-    int32_t serviceType = 0;          // register, start, stop
-    bool nullCallback = false;        // "register null ..."
-    SubscribeConfig config;           // subscribe
-    std::optional<int64_t> handle;    // "handle N": instead of the handle the client holds
+    int32_t serviceType = 0;        // register, start, stop
+    bool nullCallback = false;      // "register null ..."
+    SubscribeConfig config;         // subscribe
+    std::optional<int64_t> handle;  // "handle N": instead of the handle the client holds
     CallExpectation expect;
 };
 
@@ -175,7 +182,17 @@ struct ExpectSensors {
 };
 
 // Fields of the user_param of the stream's last init.
-enum class ParamField { kSensorId, kWidth, kHeight, kFps, kRequestedFps, kServiceType, kMainFormat, kSubFormat, kDebugMode };
+enum class ParamField {
+    kSensorId,
+    kWidth,
+    kHeight,
+    kFps,
+    kRequestedFps,
+    kServiceType,
+    kMainFormat,
+    kSubFormat,
+    kDebugMode
+};
 struct ExpectVendorInit {
     std::vector<std::pair<ParamField, int64_t>> fields;
 };

@@ -1,8 +1,8 @@
-#include "tools/aon-sim/Console.h"
+#include "tools/common/Console.h"
 
 #include <unistd.h>
 
-namespace aon_sim {
+namespace aon_tools {
 
 Console::Console(FILE* out) : mOut(out), mInteractive(isatty(fileno(out)) == 1) {}
 
@@ -38,4 +38,4 @@ void Console::ClearStatus() {
     std::fflush(mOut);
 }
 
-}  // namespace aon_sim
+}  // namespace aon_tools

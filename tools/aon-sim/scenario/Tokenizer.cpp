@@ -1,4 +1,4 @@
-#include "tools/aon-sim/Tokenizer.h"
+#include "tools/aon-sim/scenario/Tokenizer.h"
 
 #include <cctype>
 

@@ -3,16 +3,27 @@
 // ("fnv1a:<hex>") of their bytes.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <string>
 #include <vector>
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/AONResult.h>
 
-#include "tools/aon-sim/TraceEntry.h"
+namespace aon_tools {
 
-namespace aon_sim {
+// One AONResult: its key, the union member set, the number of elements, and the value rendered
+// as JSON (only when values are shown; long arrays as a digest).
+struct ResultItem {
+    int32_t key = 0;
+    std::string type;
+    bool array = false;
+    size_t size = 1;
+    std::string value;
+};
 
 std::vector<ResultItem> DescribeResults(
         const std::vector<aidl::vendor::tarvo::hardware::camera::aon::AONResult>& results,
         bool withValues);
 
-}  // namespace aon_sim
+}  // namespace aon_tools

@@ -1,12 +1,12 @@
-#include "tools/aon-sim/FrameSaver.h"
+#include "tools/common/FrameSaver.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <vector>
 
-#include "tools/aon-sim/PngWriter.h"
+#include "tools/common/PngWriter.h"
 
-namespace aon_sim {
+namespace aon_tools {
 namespace {
 
 using aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
@@ -45,11 +45,16 @@ FrameSaver::FrameSaver(std::string directory, FrameColor color)
     : mDirectory(std::move(directory)), mColor(color) {}
 
 bool FrameSaver::ParseColor(const std::string& text, FrameColor* color) {
-    if (text == "gray") *color = FrameColor::kGray;
-    else if (text == "nv12") *color = FrameColor::kNv12;
-    else if (text == "nv21") *color = FrameColor::kNv21;
-    else if (text == "i420") *color = FrameColor::kI420;
-    else return false;
+    if (text == "gray")
+        *color = FrameColor::kGray;
+    else if (text == "nv12")
+        *color = FrameColor::kNv12;
+    else if (text == "nv21")
+        *color = FrameColor::kNv21;
+    else if (text == "i420")
+        *color = FrameColor::kI420;
+    else
+        return false;
     return true;
 }
 
@@ -111,4 +116,4 @@ bool FrameSaver::Save(const std::string& client, const AONCallBackInfo& info, st
     return WritePng(*path, image, error);
 }
 
-}  // namespace aon_sim
+}  // namespace aon_tools

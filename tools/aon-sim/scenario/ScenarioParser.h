@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/aon-sim/LineCursor.h"
-#include "tools/aon-sim/ScenarioCommand.h"
+#include "tools/aon-sim/scenario/LineCursor.h"
+#include "tools/aon-sim/scenario/ScenarioCommand.h"
 
 namespace aon_sim {
 

@@ -1,10 +1,10 @@
-#include "tools/aon-sim/JsonWriter.h"
+#include "tools/common/JsonWriter.h"
 
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
-namespace aon_sim {
+namespace aon_tools {
 
 void JsonWriter::BeforeValue() {
     if (mAfterKey) {
@@ -85,11 +85,21 @@ std::string JsonWriter::Quote(const std::string& text) {
     std::string out = "\"";
     for (unsigned char c : text) {
         switch (c) {
-            case '"': out += "\\\""; break;
-            case '\\': out += "\\\\"; break;
-            case '\n': out += "\\n"; break;
-            case '\r': out += "\\r"; break;
-            case '\t': out += "\\t"; break;
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
             default:
                 if (c < 0x20) {
                     char escaped[8];
@@ -123,4 +133,4 @@ std::string JsonWriter::FloatNumber(float value) {
     return text;
 }
 
-}  // namespace aon_sim
+}  // namespace aon_tools

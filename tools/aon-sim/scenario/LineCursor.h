@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/aon-sim/Tokenizer.h"
+#include "tools/aon-sim/scenario/Tokenizer.h"
 
 namespace aon_sim {
 

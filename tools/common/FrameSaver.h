@@ -9,7 +9,7 @@
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/AONCallBackInfo.h>
 
-namespace aon_sim {
+namespace aon_tools {
 
 enum class FrameColor { kGray, kNv12, kNv21, kI420 };
 
@@ -31,4 +31,4 @@ class FrameSaver final {
     const FrameColor mColor;
 };
 
-}  // namespace aon_sim
+}  // namespace aon_tools

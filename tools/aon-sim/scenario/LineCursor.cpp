@@ -1,4 +1,4 @@
-#include "tools/aon-sim/LineCursor.h"
+#include "tools/aon-sim/scenario/LineCursor.h"
 
 #include <cerrno>
 #include <cmath>
@@ -199,8 +199,8 @@ bool LineCursor::ReadNumber(double* out, std::string* literal, const std::string
     if (AtEnd() || mTokens[mNext].quoted) return Fail(what);
     const std::string& text = mTokens[mNext].text;
     int64_t integer = 0;
-    if (ParseInteger(text, std::numeric_limits<int64_t>::min(),
-                     std::numeric_limits<int64_t>::max(), &integer)) {
+    if (ParseInteger(text, std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max(),
+                     &integer)) {
         *out = static_cast<double>(integer);
     } else {
         char* end = nullptr;

@@ -1,11 +1,11 @@
-#include "tools/aon-sim/ThreadWatch.h"
+#include "tools/common/ThreadWatch.h"
 
 #include <dirent.h>
 
 #include <cstdlib>
 #include <thread>
 
-namespace aon_sim {
+namespace aon_tools {
 
 ThreadWatch::ThreadWatch() : mBefore(Threads()) {}
 
@@ -34,4 +34,4 @@ bool ThreadWatch::Wait(std::chrono::milliseconds timeout) const {
     }
 }
 
-}  // namespace aon_sim
+}  // namespace aon_tools

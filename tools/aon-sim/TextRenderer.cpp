@@ -3,6 +3,8 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "tools/common/ResultKeys.h"
+
 namespace aon_sim {
 namespace {
 
@@ -124,8 +126,8 @@ std::string TextRenderer::Render(const TraceBody& body) const {
     if (const auto* state = std::get_if<SensorStateEntry>(&body)) {
         return "  " + state->client + "  <- onAONSensorEvent(handle " +
                std::to_string(state->handle) + ") sensor " + std::to_string(state->sensorId) +
-               " state " + std::to_string(state->state) + " (" + SensorStateName(state->state) +
-               ")" + ThreadSuffix(state->thread);
+               " state " + std::to_string(state->state) + " (" +
+               aon_tools::SensorStateName(state->state) + ")" + ThreadSuffix(state->thread);
     }
     if (const auto* call = std::get_if<VendorEntry>(&body)) {
         return "  vendor  " + VendorText(*call) + ThreadSuffix(call->thread);

@@ -10,15 +10,6 @@ const char* PriorityLetter(int priority) {
     return kLetters[priority - 2];
 }
 
-const char* SensorStateName(int32_t state) {
-    switch (state) {
-        case 0: return "idle";
-        case 1: return "started";
-        case 2: return "busy";
-        default: return "?";
-    }
-}
-
 std::string ExceptionName(int32_t exception) {
     static const std::pair<int32_t, const char*> kNames[] = {
             {-1, "EX_SECURITY"},          {-2, "EX_BAD_PARCELABLE"},

@@ -141,7 +141,6 @@ struct TraceEntry {
 
 // Readable names used by both renderings.
 const char* PriorityLetter(int priority);  // "V", "D", "I", "W", "E", "F", or "?"
-const char* SensorStateName(int32_t state);  // "idle", "started", "busy", or "?"
 // "EX_ILLEGAL_ARGUMENT", ... or the number.
 std::string ExceptionName(int32_t exception);
 // A status as the scenario language writes results: ok, error 1 "text", exception EX_....

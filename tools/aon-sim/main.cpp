@@ -83,14 +83,11 @@ bool MakeDirectory(const std::string& path, std::string* error) {
     }
 
     Simulation simulation(trace, {options.values, saver.get()});
-    host::FakeAovStream& vendor = host::FakeAovStream::Get();
-    vendor.SetSensors(aon_tools::DefaultSensors());
-    auto* stream = new host::SimulatedAovStream(
-            vendor,
+    host::SimulatedAovStream* stream = aon_tools::InstallSimulatedStream(
             deterministic ? host::SimulatedAovStream::Delivery::kOnCommand
                           : host::SimulatedAovStream::Delivery::kOwnThread,
             &simulation);
-    host::SetAovStreamInstance(stream);  // the library never frees its stream
+    host::FakeAovStream& vendor = host::FakeAovStream::Get();
 
     std::string failure;
     bool passed = true;

@@ -22,4 +22,13 @@ void ApplyDefaultCameraDevices() {
     host::SetSensorIdsOfDevice(1, {2});
 }
 
+host::SimulatedAovStream* InstallSimulatedStream(host::SimulatedAovStream::Delivery delivery,
+                                                 host::AovStreamObserver* observer) {
+    host::FakeAovStream& vendor = host::FakeAovStream::Get();
+    vendor.SetSensors(DefaultSensors());
+    auto* stream = new host::SimulatedAovStream(vendor, delivery, observer);
+    host::SetAovStreamInstance(stream);  // the library never frees its stream
+    return stream;
+}
+
 }  // namespace aon_tools

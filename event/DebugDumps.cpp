@@ -14,51 +14,6 @@ constexpr char kLogClass[] = "AONManagerCallback";
 
 constexpr size_t kPathBytes = 80;
 
-struct DumpBlock {
-    const char* name;  // the block's part of the file name
-    int offset;        // from the start of apu_output
-    unsigned long bytes;
-    uint32_t requiredBit;  // 0: always written
-};
-
-// Table order is file order: the unconditional blocks, then the gaze group, then the face angle
-// group (kept after gaze although its bit is lower), then the face feature group. The fusion block
-// and the images are never dumped.
-constexpr DumpBlock kDumpBlocks[] = {
-        {"aon_input", kApuInputOffset, kApuInputBytes, 0},
-        {"aon_output_channel0", kApuOutputChannel0Offset, kApuOutputChannel0Bytes, 0},
-        {"aon_output_channel1", kApuOutputChannel1Offset, kApuOutputChannel1Bytes, 0},
-        {"aon_output_channel2", kApuOutputChannel2Offset, kApuOutputChannel2Bytes, 0},
-        {"aon_output_channel3", kApuOutputChannel3Offset, kApuOutputChannel3Bytes, 0},
-        {"aon_output_channel4", kApuOutputChannel4Offset, kApuOutputChannel4Bytes, 0},
-        {"aon_output_channel5", kApuOutputChannel5Offset, kApuOutputChannel5Bytes, 0},
-        {"aon_output_channel6", kApuOutputChannel6Offset, kApuOutputChannel6Bytes, 0},
-        {"aon_eyes_bounding", kEyesBoundingOffset, kEyesBoundingBytes, 0},
-        {"aon_gaze_output_channel0", kGazeOutputChannel0Offset, kGazeOutputChannel0Bytes,
-         kServiceTypeGaze},
-        {"aon_gaze_output_channel1", kGazeOutputChannel1Offset, kGazeOutputChannel1Bytes,
-         kServiceTypeGaze},
-        {"aon_gaze_output_result", kGazeResultOffset, kGazeResultBytes, kServiceTypeGaze},
-        {"face_bounding", kFaceBoundingOffset, kFaceBoundingBytes, kServiceTypeFaceAngle},
-        {"angle_output_channel0", kAngleOutputChannel0Offset, kAngleOutputChannel0Bytes,
-         kServiceTypeFaceAngle},
-        {"angle_output_channel1", kAngleOutputChannel1Offset, kAngleOutputChannel1Bytes,
-         kServiceTypeFaceAngle},
-        {"angle_output_channel2", kAngleOutputChannel2Offset, kAngleOutputChannel2Bytes,
-         kServiceTypeFaceAngle},
-        {"angle_output_channel3", kAngleOutputChannel3Offset, kAngleOutputChannel3Bytes,
-         kServiceTypeFaceAngle},
-        {"angle_output_channel4", kAngleOutputChannel4Offset, kAngleOutputChannel4Bytes,
-         kServiceTypeFaceAngle},
-        {"angle_result", kFaceAngleResultOffset, kFaceAngleResultBytes, kServiceTypeFaceAngle},
-        {"face_feature_input", kFaceFeatureInputOffset, kFaceFeatureInputBytes,
-         kServiceTypeFaceFeature},
-        {"face_feature_output_channel0", kFaceFeatureOutputChannel0Offset,
-         kFaceFeatureOutputChannel0Bytes, kServiceTypeFaceFeature},
-        {"face_feature_result", kFaceFeatureResultOffset, kFaceFeatureResultBytes,
-         kServiceTypeFaceFeature},
-};
-
 // Every block lies inside the fixed output area, whatever apu_output_size says.
 constexpr bool BlocksFitOutputArea() {
     for (const DumpBlock& block : kDumpBlocks) {
@@ -77,7 +32,8 @@ void dumpOutput(aov_event* event) {
     for (const DumpBlock& block : kDumpBlocks) {
         if (block.requiredBit != 0 && (serviceType & block.requiredBit) == 0) continue;
         char path[kPathBytes];
-        snprintf(path, sizeof(path), "/data/aon/frame_%d_%s.dump", frameId, block.name);
+        snprintf(path, sizeof(path), "%s%s%d_%s%s", kDumpDirectory, kDumpFilePrefix, frameId,
+                 block.name, kDumpFileSuffix);
         writeByteToFile(event->apu_output, block.offset, block.bytes, path);
     }
 }

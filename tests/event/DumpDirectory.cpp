@@ -1,7 +1,5 @@
 #include "tests/event/DumpDirectory.h"
 
-#include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -9,15 +7,24 @@
 #include <mutex>
 #include <sstream>
 
-extern "C" FILE* __real_fopen(const char* path, const char* mode);
+#include "host/DataAon.h"
 
 namespace aon_test {
 namespace {
 
 constexpr char kDumpPrefix[] = "/data/aon/";
 std::mutex gLock;
-std::string gRoot;  // empty: no DumpDirectory alive
 std::vector<DumpDirectory::Open> gOpens;
+
+void Record(const char* path, const char* mode) {
+    std::lock_guard<std::mutex> guard(gLock);
+    gOpens.push_back({path, mode});
+}
+
+// Until a DumpDirectory lives, nothing reaches the machine's real directory.
+struct RefuseAtStart {
+    RefuseAtStart() { host::RefuseDataAon(); }
+} gRefuseAtStart;
 
 }  // namespace
 
@@ -26,16 +33,17 @@ DumpDirectory::DumpDirectory(bool present) {
     if (mkdtemp(pattern.data()) == nullptr) abort();
     mTempRoot = pattern;
     mRoot = present ? mTempRoot : mTempRoot + "/missing";
-    std::lock_guard<std::mutex> guard(gLock);
-    gRoot = mRoot;
-    gOpens.clear();
+    {
+        std::lock_guard<std::mutex> guard(gLock);
+        gOpens.clear();
+    }
+    host::SetDataAonObserver(&Record);
+    host::RedirectDataAon(mRoot);
 }
 
 DumpDirectory::~DumpDirectory() {
-    {
-        std::lock_guard<std::mutex> guard(gLock);
-        gRoot.clear();
-    }
+    host::RefuseDataAon();
+    host::SetDataAonObserver(nullptr);
     std::error_code ignored;
     std::filesystem::remove_all(mTempRoot, ignored);
 }
@@ -55,17 +63,3 @@ std::string DumpDirectory::read(const std::string& dataAonPath) const {
 bool DumpDirectory::exists() const { return std::filesystem::exists(mRoot); }
 
 }  // namespace aon_test
-
-extern "C" FILE* __wrap_fopen(const char* path, const char* mode) {
-    using namespace aon_test;
-    if (path == nullptr || strncmp(path, kDumpPrefix, strlen(kDumpPrefix)) != 0) {
-        return __real_fopen(path, mode);
-    }
-    std::lock_guard<std::mutex> guard(gLock);
-    if (gRoot.empty()) {
-        errno = EACCES;
-        return nullptr;
-    }
-    gOpens.push_back({path, mode});
-    return __real_fopen((gRoot + "/" + (path + strlen(kDumpPrefix))).c_str(), mode);
-}

@@ -1,6 +1,6 @@
-// The event test binaries are linked with -Wl,--wrap=fopen: an fopen of a path under "/data/aon/"
-// goes into the live DumpDirectory's private temporary directory and is recorded (path as asked,
-// mode) in call order. With none alive it fails with EACCES: no test writes to the real one.
+// The event test binaries are linked with host_data_aon: an fopen of a path under "/data/aon/" goes
+// into the live DumpDirectory's private temporary directory and is recorded (path as asked, mode)
+// in call order. With none alive it fails with EACCES: no test writes to the real one.
 #pragma once
 
 #include <string>

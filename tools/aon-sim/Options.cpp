@@ -15,6 +15,8 @@ const char* Usage() {
            "  --save-frames DIR     write the images clients receive as PNG files into DIR\n"
            "  --frame-color C       gray (the Y plane, default), or nv12, nv21, i420 (RGB)\n"
            "  --property NAME=VALUE set a system property before anything runs (repeatable)\n"
+           "  --dump-dir DIR        the library's \"/data/aon/\" files go into DIR (which must\n"
+           "                        exist); tarvo.aon.hal.mtk_dump_apu=1 turns the dumps on\n"
            "  --fold-frames / --no-fold-frames\n"
            "                        fold the frame traffic of a running stream into one line\n"
            "  --demo-seconds S      length of the demonstration (default 4)\n"
@@ -54,6 +56,9 @@ bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {
             options->foldFrames = false;
         } else if (arg == "--save-frames") {
             if (!value(&options->saveFrames)) return false;
+        } else if (arg == "--dump-dir") {
+            if (!value(&text)) return false;
+            options->dumpDir = text;
         } else if (arg == "--frame-color") {
             if (!value(&text)) return false;
             if (!aon_tools::FrameSaver::ParseColor(text, &options->frameColor)) {

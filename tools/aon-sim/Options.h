@@ -19,6 +19,7 @@ struct Options {
     std::optional<bool> foldFrames;  // default: on in the demonstration, off in scenarios
     double demoSeconds = 4.0;
     std::string saveFrames;  // directory, empty for none
+    std::optional<std::string> dumpDir;  // where the library's "/data/aon/" files go
     aon_tools::FrameColor frameColor = aon_tools::FrameColor::kGray;
     std::vector<std::pair<std::string, std::string>> properties;
 };

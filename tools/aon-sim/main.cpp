@@ -3,6 +3,7 @@
 // scenario file in virtual time with a deterministic trace and expectations.
 #include <cutils/properties.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -12,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "host/DataAon.h"
 #include "host/FakeAovStream.h"
 #include "host/SimulatedAovStream.h"
 #include "tools/aon-sim/Demo.h"
@@ -52,6 +54,25 @@ bool MakeDirectory(const std::string& path, std::string* error) {
     return false;
 }
 
+// The library writes its dumps into "/data/aon/" as it finds it: the directory must exist and take
+// files, as on a device.
+bool CheckDumpDirectory(const std::string& path, std::string* error) {
+    struct stat status;
+    if (path.empty() || stat(path.c_str(), &status) != 0) {
+        *error = "'" + path + "': " + std::strerror(path.empty() ? ENOENT : errno);
+        return false;
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        *error = "'" + path + "' is not a directory";
+        return false;
+    }
+    if (access(path.c_str(), W_OK | X_OK) != 0) {
+        *error = "'" + path + "': " + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
 // Runs the demonstration or the scenario and ends the process: what the library holds (clients,
 // the trace it logs to) stays valid to the end.
 [[noreturn]] void Run(const Options& options, const Scenario* scenario) {
@@ -68,6 +89,10 @@ bool MakeDirectory(const std::string& path, std::string* error) {
     trace.AddSink(options.json ? static_cast<TraceSink*>(&json) : &text);
     const LogTap tap(trace, deterministic);
 
+    if (options.dumpDir) {
+        host::RedirectDataAon(*options.dumpDir);
+        trace.Append(NoteEntry{"the library's /data/aon/ is " + *options.dumpDir});
+    }
     for (const auto& [name, value] : options.properties) {
         property_set(name.c_str(), value.c_str());
         trace.Append(NoteEntry{"property " + name + " = " + value});
@@ -128,6 +153,10 @@ int Main(int argc, char** argv) {
     }
     if (options.check && options.scenarios.empty()) {
         std::fprintf(stderr, "aon-sim: --check needs scenario files\n");
+        return kExitMalformed;
+    }
+    if (options.dumpDir && !CheckDumpDirectory(*options.dumpDir, &error)) {
+        std::fprintf(stderr, "aon-sim: --dump-dir %s\n", error.c_str());
         return kExitMalformed;
     }
     // Every scenario is read and checked whole before anything runs.

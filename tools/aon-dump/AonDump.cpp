@@ -69,7 +69,10 @@ std::optional<int> ParseOptions(int argc, char** argv, Options* options, FILE* o
             ->delimiter(',')
             ->needs(frameOption);
     app.add_option("--csv", options->csv, "write the decoded values of the frames to FILE")
-            ->type_name("FILE");
+            ->type_name("FILE")
+            ->check([](const std::string& file) {
+                return file.empty() ? "needs a file name" : "";
+            });
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
@@ -189,7 +192,8 @@ int RunAonDump(int argc, char** argv, FILE* out, FILE* err) {
     }
     incomplete |= withNotes > 0;
     if (options.replay && !options.json) {
-        std::fprintf(out, "%zu frames replayed, %s\n", frames.size(),
+        std::fprintf(out, "%zu %s replayed, %s\n", frames.size(),
+                     frames.size() == 1 ? "frame" : "frames",
                      withNotes == 0 ? "all whole"
                                     : (std::to_string(withNotes) + " of them incomplete (see their "
                                                                    "notes)")
@@ -198,12 +202,14 @@ int RunAonDump(int argc, char** argv, FILE* out, FILE* err) {
     if (csv != nullptr) {
         const bool failed = std::ferror(csv) != 0;
         if (std::fclose(csv) != 0 || failed) {
-            std::fprintf(err, "aon-dump: --csv %s: %s\n", options.csv.c_str(),
+            std::fprintf(err, "aon-dump: --csv %s: %s (removed)\n", options.csv.c_str(),
                          std::strerror(errno));
+            std::remove(options.csv.c_str());  // no half-written table
             return kExitBadInput;
         }
         if (!options.replay && !details) {
-            std::fprintf(out, "%s: %zu frames\n", options.csv.c_str(), frames.size());
+            std::fprintf(out, "%s: %zu %s\n", options.csv.c_str(), frames.size(),
+                         frames.size() == 1 ? "frame" : "frames");
         }
     }
     return incomplete ? kExitIncomplete : kExitOk;

@@ -24,6 +24,8 @@ using Tag = AONResultValue::Tag;
 constexpr char kNotDumped[] =
         "not dumped: the fusion block, the images, the frame size and apu_output_size";
 
+constexpr size_t kElementsPerRow = 16;
+
 // The detector values the library parses from dumped blocks, in its key order.
 const struct {
     int32_t key;
@@ -182,8 +184,20 @@ std::string FrameText(const FrameFiles& frame, const FrameReplay& replay,
     out += "decoded as the library parses them:\n";
     for (const auto& decoded : kDecoded) {
         const AONResult* result = FindResult(replay, decoded.key);
-        out += "  " + aon_tools::KeyName(decoded.key) + ": " +
-               (result != nullptr ? "[" + Join(Elements(*result), ", ") + "]" : "-") + "\n";
+        out += "  " + aon_tools::KeyName(decoded.key) + ":";
+        if (result == nullptr) {
+            out += " -\n";
+            continue;
+        }
+        // Long arrays (the face feature) in rows of 16.
+        const std::vector<std::string> elements = Elements(*result);
+        for (size_t at = 0; at < elements.size(); at += kElementsPerRow) {
+            const auto first = elements.begin() + static_cast<ptrdiff_t>(at);
+            const auto last = elements.begin() + static_cast<ptrdiff_t>(std::min(
+                                                         elements.size(), at + kElementsPerRow));
+            out += (at == 0 ? " " : "\n    ") + Join({first, last}, ", ");
+        }
+        out += "\n";
     }
     for (const std::string& note : replay.notes) out += "note: " + note + "\n";
     out += std::string(kNotDumped) + "\n";

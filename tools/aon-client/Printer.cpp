@@ -130,6 +130,10 @@ std::string CallStatus::Text() const {
     return text;
 }
 
+std::string Count(int64_t count, const char* noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 std::string TypesText(int32_t mask) {
     return Hex(mask) + " (" + aon_tools::ServiceTypeNames(static_cast<uint32_t>(mask)) + ")";
 }
@@ -317,13 +321,13 @@ std::string Printer::Summary(const SummaryReport& summary) const {
     }
     char rate[48] = "";
     if (stats.rate()) std::snprintf(rate, sizeof(rate), ", %.1f per second", *stats.rate());
-    std::string text = Line("summary", std::to_string(stats.events()) + " events" + rate);
+    std::string text = Line("summary", Count(stats.events(), "event") + rate);
     auto more = [&text](const std::string& line) { text += "\n" + (kIndent + line); };
     if (stats.firstFrameId()) {
         more("frame ids " + std::to_string(*stats.firstFrameId()) + " to " +
              std::to_string(*stats.lastFrameId()) + ", " + std::to_string(stats.missed()) +
-             " not received in " + std::to_string(stats.gaps()) + " gaps" +
-             (stats.restarts() ? ", " + std::to_string(stats.restarts()) + " restarts" : ""));
+             " not received in " + Count(stats.gaps(), "gap") +
+             (stats.restarts() ? ", " + Count(stats.restarts(), "restart") : ""));
     }
     std::string states = "sensor states:";
     for (const AONSensorStateInfo& state : summary.states) {
@@ -332,7 +336,7 @@ std::string Printer::Summary(const SummaryReport& summary) const {
     }
     more(summary.states.empty() ? "no sensor states" : states);
     if (!summary.frameDirectory.empty()) {
-        std::string frames = std::to_string(summary.framesSaved) + " frames saved in " +
+        std::string frames = Count(summary.framesSaved, "frame") + " saved in " +
                              summary.frameDirectory + " (" + summary.frameFormat + ")";
         if (summary.framesSkipped)
             frames += ", " + std::to_string(summary.framesSkipped) +

@@ -102,5 +102,7 @@ class Printer final {
 
 // "0xf (fusion, face angle, gaze, face feature)".
 std::string TypesText(int32_t mask);
+// "1 event", "2 events".
+std::string Count(int64_t count, const char* noun);
 
 }  // namespace aon_client

@@ -108,7 +108,7 @@ void Session::List(std::vector<AONSensorInfo>* sensors) {
     CallReport report;
     report.method = "getAonSensorInfoList";
     const ndk::ScopedAStatus status = mService->getAonSensorInfoList(sensors);
-    report.resultText = std::to_string(sensors->size()) + " sensors";
+    report.resultText = Count(static_cast<int64_t>(sensors->size()), "sensor");
     report.results = {{"sensors", static_cast<int64_t>(sensors->size())}};
     if (Report(std::move(report), status).ok()) mOutput.Line(mPrinter.Sensors(*sensors));
 }
@@ -242,7 +242,7 @@ void Session::Receive() {
         switch (end) {
             case RunControl::End::kEvents:
                 mEnd = "events";
-                mEndText = std::to_string(mControl.events()) + " events received";
+                mEndText = Count(mControl.events(), "event") + " received";
                 return;
             case RunControl::End::kDuration:
                 mEnd = "duration";

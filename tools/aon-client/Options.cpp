@@ -3,7 +3,6 @@
 #include <getopt.h>
 
 #include <cerrno>
-#include <cmath>
 #include <cstdlib>
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/IAONService.h>
@@ -48,11 +47,15 @@ bool ParseInteger(const char* text, int64_t min, int64_t max, int64_t* value) {
     return true;
 }
 
+// Longer waits and runs than this are mistakes (and would overflow the clocks).
+constexpr double kMaxSeconds = 1e7;
+
 bool ParseSeconds(const char* text, double* seconds) {
     char* end = nullptr;
     errno = 0;
     const double parsed = std::strtod(text, &end);
-    if (*text == '\0' || errno != 0 || *end != '\0' || !std::isfinite(parsed) || parsed < 0) {
+    if (*text == '\0' || *text == ' ' || errno != 0 || *end != '\0' || !(parsed >= 0) ||
+        parsed > kMaxSeconds) {
         return false;
     }
     *seconds = parsed;

@@ -6,10 +6,11 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -77,14 +78,14 @@ class ClientRun final {
         const Clock::time_point deadline = Clock::now() + kTimeout;
         while (Read(deadline)) {
         }
+        // waitpid has no timeout; the process's descriptor becomes readable when it exits.
+        pollfd exited = {static_cast<int>(syscall(SYS_pidfd_open, mPid, 0)), POLLIN, 0};
+        const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        poll(&exited, 1, static_cast<int>(std::max<int64_t>(0, left.count())));
+        close(exited.fd);
         int status = 0;
-        for (;;) {
-            const pid_t done = waitpid(mPid, &status, WNOHANG);
-            if (done == mPid) break;
-            if (done < 0 || Clock::now() > deadline) return -1;
-            pollfd none{};
-            poll(&none, 0, 10);  // waitpid has no timeout: look again shortly
-        }
+        if (waitpid(mPid, &status, WNOHANG) != mPid) return -1;
         mPid = -1;
         // The program ends with _Exit, before a sanitizer could change its status: read its report.
         EXPECT_EQ(mErr.find("Sanitizer"), std::string::npos) << mErr;

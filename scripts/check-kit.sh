@@ -165,6 +165,22 @@ done
 grep -qF "\"$package-V1-ndk\"" Android.bp || fail "Android.bp does not link $package-V1-ndk"
 grep -qF "name: \"$package\"," interface/Android.bp || fail "interface/Android.bp does not define $package"
 
+# --- Android.bp: aon-client is built from the sources the host program shares, with the device
+# side of its seam instead of the host's, and nothing host-only. ---
+bp_client_srcs=$(sed -n '/^    name: "aon-client",/,/^}/p' Android.bp |
+  sed -n '/^    srcs: \[/,/\]/p' | grep -oE '"[^"]+\.cpp"' | tr -d '"' | sort)
+client_srcs=$( (find tools/aon-client -maxdepth 1 -name '*.cpp' ! -name HostPlatform.cpp;
+  echo tools/common/JsonWriter.cpp; echo tools/common/ResultDescription.cpp;
+  echo tools/common/ResultKeys.cpp) | sort)
+[ "$bp_client_srcs" = "$client_srcs" ] ||
+  fail "aon-client srcs in Android.bp differ from tools/aon-client (< only in Android.bp," \
+    "> only in the sources):$(diff <(echo "$bp_client_srcs") <(echo "$client_srcs") |
+      sed -n 's/^[<>]/ &/p' | tr '\n' ' ')"
+for f in $bp_client_srcs; do
+  grep -HnE '#include ["<](host/|png\.h|nlohmann/|CLI/)|tools/common/(PngWriter|DefaultDevice|FrameSaver)' \
+    "$f" "${f%.cpp}.h" 2>/dev/null && fail "$f, built for the device, includes host-only code"
+done
+
 # --- TEST_MAPPING: valid JSON naming device tests of Android.bp. ---
 if ! python3 -m json.tool TEST_MAPPING >/dev/null; then
   fail "TEST_MAPPING is not valid JSON"

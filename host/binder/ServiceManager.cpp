@@ -1,10 +1,13 @@
-// The service manager: an in-process table from instance name to binder.
+// The service manager: an in-process table from instance name to binder, and the instances the
+// device declares.
 #include <android/binder_manager.h>
 
 #include <android-base/thread_annotations.h>
 
+#include <condition_variable>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 
 #include "host/binder_control.h"
@@ -20,17 +23,31 @@ class ServiceTable final {
     }
 
     binder_exception_t Add(AIBinder* binder, const std::string& instance) EXCLUDES(mLock) {
-        std::lock_guard<std::mutex> guard(mLock);
-        if (mAddResult != STATUS_OK) return mAddResult;
-        AIBinder_incStrong(binder);
-        mServices[instance] = ndk::SpAIBinder(binder);
+        {
+            std::lock_guard<std::mutex> guard(mLock);
+            if (mAddResult != STATUS_OK) return mAddResult;
+            AIBinder_incStrong(binder);
+            mServices[instance] = ndk::SpAIBinder(binder);
+        }
+        mAdded.notify_all();
         return EX_NONE;
     }
 
     ndk::SpAIBinder Find(const std::string& instance) const EXCLUDES(mLock) {
         std::lock_guard<std::mutex> guard(mLock);
-        auto it = mServices.find(instance);
-        return it == mServices.end() ? ndk::SpAIBinder() : it->second;
+        return FindLocked(instance);
+    }
+
+    ndk::SpAIBinder WaitFor(const std::string& instance) EXCLUDES(mLock) {
+        std::unique_lock<std::mutex> lock(mLock);
+        android::base::ScopedLockAssertion held(mLock);
+        ndk::SpAIBinder binder;
+        mAdded.wait(lock, [&] {
+            android::base::ScopedLockAssertion waitHeld(mLock);
+            binder = FindLocked(instance);
+            return binder.get() != nullptr;
+        });
+        return binder;
     }
 
     void SetAddResult(binder_status_t status) EXCLUDES(mLock) {
@@ -38,11 +55,28 @@ class ServiceTable final {
         mAddResult = status;
     }
 
+    void Declare(const std::string& instance) EXCLUDES(mLock) {
+        std::lock_guard<std::mutex> guard(mLock);
+        mDeclared.insert(instance);
+    }
+
+    bool IsDeclared(const std::string& instance) const EXCLUDES(mLock) {
+        std::lock_guard<std::mutex> guard(mLock);
+        return mDeclared.count(instance) != 0;
+    }
+
   private:
     ServiceTable() = default;
 
+    ndk::SpAIBinder FindLocked(const std::string& instance) const REQUIRES(mLock) {
+        auto it = mServices.find(instance);
+        return it == mServices.end() ? ndk::SpAIBinder() : it->second;
+    }
+
     mutable std::mutex mLock;
+    std::condition_variable mAdded;
     std::map<std::string, ndk::SpAIBinder> mServices GUARDED_BY(mLock);
+    std::set<std::string> mDeclared GUARDED_BY(mLock);
     binder_status_t mAddResult GUARDED_BY(mLock) = STATUS_OK;
 };
 
@@ -63,7 +97,12 @@ AIBinder* AServiceManager_getService(const char* instance) {
 }
 
 AIBinder* AServiceManager_waitForService(const char* instance) {
-    return AServiceManager_checkService(instance);
+    if (instance == nullptr) return nullptr;
+    return ServiceTable::Get().WaitFor(instance).release();
+}
+
+bool AServiceManager_isDeclared(const char* instance) {
+    return instance != nullptr && ServiceTable::Get().IsDeclared(instance);
 }
 
 namespace host {
@@ -75,6 +114,10 @@ void SetAddServiceResult(binder_status_t status) {
 ndk::SpAIBinder LookupService(const char* instance) {
     if (instance == nullptr) return nullptr;
     return ServiceTable::Get().Find(instance);
+}
+
+void DeclareService(const char* instance) {
+    if (instance != nullptr) ServiceTable::Get().Declare(instance);
 }
 
 }  // namespace host

@@ -31,6 +31,10 @@ void SetAddServiceResult(binder_status_t status);
 // The binder registered under `instance`, or null.
 ndk::SpAIBinder LookupService(const char* instance);
 
+// `instance` is declared from now on, as a device manifest would declare it
+// (AServiceManager_isDeclared).
+void DeclareService(const char* instance);
+
 // The number of death links `binder` has now.
 size_t LinkedDeathRecipientCount(AIBinder* binder);
 

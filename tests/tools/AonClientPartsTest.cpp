@@ -1,0 +1,123 @@
+// aon-client's own arithmetic and its bounded lookup: the frames counted as missed, and how long
+// and with what answer it looks for the service.
+#include <aidl/vendor/tarvo/hardware/camera/aon/BnAONServiceCallBack.h>
+#include <android/binder_manager.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/binder_control.h"
+#include "tools/aon-client/FrameStats.h"
+#include "tools/aon-client/ServiceFinder.h"
+
+namespace aon_client {
+namespace {
+
+using std::chrono::milliseconds;
+
+TEST(FrameStatsTest, CountsFramesMissedBetweenEventsNotAcrossRestarts) {
+    struct Case {
+        std::vector<std::optional<int64_t>> ids;
+        int64_t missed;
+        int64_t gaps;
+        int64_t restarts;
+        std::optional<std::pair<int64_t, int64_t>> lastGap;
+    };
+    const Case kCases[] = {
+            {{1, 2, 3}, 0, 0, 0, std::nullopt},
+            {{1, 2, 5}, 2, 1, 0, std::make_pair(3, 4)},
+            {{1, 3, 4, 8}, 4, 2, 0, std::make_pair(5, 7)},
+            {{7, 8, 1, 2}, 0, 0, 1, std::nullopt},          // the stream ran again from 1
+            {{4, 4}, 0, 0, 1, std::nullopt},                // a repeat is no gap
+            {{1, std::nullopt, 2}, 0, 0, 0, std::nullopt},  // an event without a frame id
+            {{std::nullopt, 10, 12}, 1, 1, 0, std::make_pair(11, 11)},
+    };
+    for (const Case& c : kCases) {
+        FrameStats stats;
+        std::optional<FrameStats::Gap> lastGap;
+        for (const auto& id : c.ids) {
+            if (auto gap = stats.Add(id, FrameStats::Clock::now())) lastGap = gap;
+        }
+        SCOPED_TRACE(::testing::PrintToString(c.ids));
+        EXPECT_EQ(stats.events(), static_cast<int64_t>(c.ids.size()));
+        EXPECT_EQ(stats.missed(), c.missed);
+        EXPECT_EQ(stats.gaps(), c.gaps);
+        EXPECT_EQ(stats.restarts(), c.restarts);
+        ASSERT_EQ(lastGap.has_value(), c.lastGap.has_value());
+        if (lastGap) {
+            EXPECT_EQ(lastGap->first, c.lastGap->first);
+            EXPECT_EQ(lastGap->last, c.lastGap->second);
+        }
+    }
+}
+
+TEST(FrameStatsTest, RateRunsFromTheFirstEventToTheLast) {
+    FrameStats stats;
+    const FrameStats::Clock::time_point start = FrameStats::Clock::now();
+    stats.Add(1, start);
+    EXPECT_FALSE(stats.rate().has_value());
+    for (int64_t i = 1; i <= 10; ++i) stats.Add(1 + i, start + milliseconds(100 * i));
+    ASSERT_TRUE(stats.rate().has_value());
+    EXPECT_DOUBLE_EQ(*stats.rate(), 10.0);  // 11 events over one second
+}
+
+class FakeService final : public aidl::vendor::tarvo::hardware::camera::aon::BnAONServiceCallBack {
+  public:
+    ndk::ScopedAStatus onAONEvent(
+            int64_t, const aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo&) override {
+        return ndk::ScopedAStatus::ok();
+    }
+    ndk::ScopedAStatus onAONSensorEvent(
+            int64_t,
+            const aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo&) override {
+        return ndk::ScopedAStatus::ok();
+    }
+};
+
+constexpr char kInstance[] = "test.IServiceFinderTest/default";
+
+TEST(ServiceFinderTest, FindsAServiceRegisteredWhileItWaits) {
+    RunControl control;
+    std::string error;
+    std::future<ndk::SpAIBinder> found = std::async(std::launch::async, [&] {
+        return FindService(kInstance, milliseconds(20000), control, &error);
+    });
+    const ndk::SpAIBinder binder = ndk::SharedRefBase::make<FakeService>()->asBinder();
+    ASSERT_EQ(AServiceManager_addService(binder.get(), kInstance), EX_NONE);
+    ASSERT_EQ(found.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(found.get().get(), binder.get()) << error;
+}
+
+TEST(ServiceFinderTest, GivesUpAfterItsBoundSayingWhetherTheInstanceIsDeclared) {
+    RunControl control;
+    std::string error;
+    EXPECT_EQ(FindService(kInstance, milliseconds(200), control, &error).get(), nullptr);
+    EXPECT_EQ(error, std::string(kInstance) +
+                             " not found (waited 0.2 s); either the device does not declare it "
+                             "(no VINTF manifest entry) or SELinux does not let this process "
+                             "find it");
+    host::DeclareService(kInstance);
+    EXPECT_EQ(FindService(kInstance, milliseconds(0), control, &error).get(), nullptr);
+    EXPECT_EQ(error, std::string(kInstance) +
+                             " not found (waited 0.0 s); the device declares it: is the camera "
+                             "HAL process running, and did it call RegisterIAonService()?");
+}
+
+TEST(ServiceFinderTest, AnInterruptEndsTheWait) {
+    RunControl control;
+    std::string error;
+    std::future<ndk::SpAIBinder> found = std::async(std::launch::async, [&] {
+        return FindService(kInstance, milliseconds(60000), control, &error);
+    });
+    control.OnInterrupt();
+    ASSERT_EQ(found.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(found.get().get(), nullptr);
+    EXPECT_EQ(error, std::string("interrupted while waiting for ") + kInstance);
+}
+
+}  // namespace
+}  // namespace aon_client

@@ -1,0 +1,306 @@
+// The host aon-client as a user runs it: its whole course in text and in JSON lines, the clean-up
+// on SIGINT (sent while frames flow), the death of the service, and the exits on bad input. The
+// library's log (stderr on the host) shows what the service itself did.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+extern char** environ;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::seconds;
+
+constexpr seconds kTimeout{30};
+
+// One run of the program, its stdout and stderr read as they come. Every wait is bounded; a run
+// that outlives its test is killed.
+class ClientRun final {
+  public:
+    explicit ClientRun(std::vector<std::string> args) {
+        args.insert(args.begin(), AON_CLIENT_PATH);
+        int out[2];
+        int err[2];
+        if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return;
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+        std::vector<char*> argv;
+        for (std::string& arg : args) argv.push_back(arg.data());
+        argv.push_back(nullptr);
+        if (posix_spawn(&mPid, argv[0], &actions, nullptr, argv.data(), environ) != 0) mPid = -1;
+        posix_spawn_file_actions_destroy(&actions);
+        close(out[1]);
+        close(err[1]);
+        mFds[0] = out[0];
+        mFds[1] = err[0];
+    }
+
+    ~ClientRun() {
+        if (mPid > 0) {
+            kill(mPid, SIGKILL);
+            waitpid(mPid, nullptr, 0);
+        }
+        for (int fd : mFds) close(fd);
+    }
+
+    // True once stdout holds a match of `pattern`.
+    bool WaitForOutput(const std::string& pattern) {
+        const std::regex re(pattern);
+        const Clock::time_point deadline = Clock::now() + kTimeout;
+        while (!std::regex_search(mOut, re)) {
+            if (!Read(deadline)) return false;
+        }
+        return true;
+    }
+
+    void Signal(int signal) { kill(mPid, signal); }
+
+    // The exit status (128 + the signal for a killed run), or -1 when it did not end in time.
+    int Wait() {
+        const Clock::time_point deadline = Clock::now() + kTimeout;
+        while (Read(deadline)) {
+        }
+        // waitpid has no timeout; the process's descriptor becomes readable when it exits.
+        pollfd exited = {static_cast<int>(syscall(SYS_pidfd_open, mPid, 0)), POLLIN, 0};
+        const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        poll(&exited, 1, static_cast<int>(std::max<int64_t>(0, left.count())));
+        close(exited.fd);
+        int status = 0;
+        if (waitpid(mPid, &status, WNOHANG) != mPid) return -1;
+        mPid = -1;
+        // The program ends with _Exit, before a sanitizer could change its status: read its report.
+        EXPECT_EQ(mErr.find("Sanitizer"), std::string::npos) << mErr;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+    const std::string& out() const { return mOut; }
+    const std::string& err() const { return mErr; }
+
+  private:
+    // Reads what either pipe has; false at the end of both or at the deadline.
+    bool Read(Clock::time_point deadline) {
+        pollfd fds[2] = {{mFds[0], POLLIN, 0}, {mFds[1], POLLIN, 0}};
+        if (fds[0].fd < 0 && fds[1].fd < 0) return false;
+        const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        if (left.count() <= 0 || poll(fds, 2, static_cast<int>(left.count())) <= 0) return false;
+        std::string* buffers[2] = {&mOut, &mErr};
+        for (int i = 0; i < 2; ++i) {
+            if (fds[i].revents == 0) continue;
+            char chunk[65536];
+            const ssize_t n = read(mFds[i], chunk, sizeof(chunk));
+            if (n > 0) {
+                buffers[i]->append(chunk, static_cast<size_t>(n));
+            } else {
+                close(mFds[i]);
+                mFds[i] = -1;
+            }
+        }
+        return true;
+    }
+
+    pid_t mPid = -1;
+    int mFds[2] = {-1, -1};
+    std::string mOut;
+    std::string mErr;
+};
+
+// Each pattern matches `text` after the match of the one before.
+void ExpectInOrder(const std::string& text, const std::vector<std::string>& patterns) {
+    size_t at = 0;
+    for (const std::string& pattern : patterns) {
+        std::smatch match;
+        const std::string rest = text.substr(at);
+        if (!std::regex_search(rest, match, std::regex(pattern))) {
+            ADD_FAILURE() << "no '" << pattern << "' after offset " << at << " of:\n" << text;
+            return;
+        }
+        at += static_cast<size_t>(match.position(0) + match.length(0));
+    }
+}
+
+std::string TempDirectory() {
+    char path[] = "/tmp/aon-client-test-XXXXXX";
+    return mkdtemp(path) != nullptr ? path : "";
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
+}
+
+TEST(AonClientProgramTest, RunsTheWholeCourseAndLeavesTheServiceClean) {
+    const std::string frames = TempDirectory() + "/frames";  // made by the program
+    ClientRun run({"--events", "3", "--values", "--save-frames", frames, "--duration", "20"});
+    ASSERT_EQ(run.Wait(), 0) << run.out() << run.err();
+    ExpectInOrder(
+            run.out(),
+            {R"(service  vendor\.tarvo\.hardware\.camera\.aon\.IAONService/default: version 1, )"
+             R"(hash 8d0c8f312ebf7c4e6a50ebba9432d2bde93c09c2)",
+             R"(call     getAonSensorInfoList\(\) -> ok, 2 sensors)",
+             R"(sensor   0: types 0x3f \(fusion, face angle, gaze, face feature, type 16, type )"
+             R"(32\), param1 0, param2 1\n +640x480 at 5, 10, 15, 30 fps\n +320x240 at)",
+             R"(sensor   2: )", R"(call     registerClient\(callback, types 0xf\) -> ok, handle 1)",
+             R"(call     subscribeSensor\(1, sensor 0, 640x480, 5 fps, types 0xf, mode 1\) -> ok)",
+             R"(state    sensor 0: started \(1\))",
+             R"(call     startService\(1, types 0xf\) -> ok)",
+             R"(event    frame 1, types 0xf \(fusion, face angle, gaze, face feature\), 14 results)",
+             R"(\n +100 fusion rotate angle +floatValue = -?[0-9.e-]+\n)",
+             R"( +703 image +byteArray\[460800\] = "fnv1a:[0-9a-f]{8}")",
+             R"(\n +0 frame id +intValue = 1\n)", R"(event    frame 2,)", R"(event    frame 3,)",
+             R"(call     stopService\(1, types 0xf\) -> ok)",
+             R"(call     unsubscribeSensor\(1\) -> ok)", R"(call     unregisterClient\(1\) -> ok)",
+             R"(end      3 events received)",
+             R"(summary  3 events, [0-9.]+ per second\n +frame ids 1 to 3, 0 not received in 0 )"
+             R"(gaps\n +sensor states: 0:started 0:idle\n +3 frames saved in )" +
+                     frames +
+                     R"( \(pgm\)\n +left the service clean: nothing started, )"
+                     R"(subscribed or registered\n +exit status 0\n$)"});
+    // The service's side: the client unregistered itself; it did not merely die.
+    EXPECT_NE(run.err().find("RemoteCallbackManager: unregister client:1"), std::string::npos);
+    EXPECT_EQ(run.err().find("remote callback died"), std::string::npos);
+    // The luma plane, cropped to the frame width.
+    const std::string pgm = ReadFile(frames + "/frame000002.pgm");
+    const std::string header = "P5\n640 480\n255\n";
+    EXPECT_EQ(pgm.substr(0, header.size()), header);
+    EXPECT_EQ(pgm.size(), header.size() + 640 * 480);
+}
+
+TEST(AonClientProgramTest, JsonLinesCarryStatusesEventsAndTheSummary) {
+    ClientRun events({"--json", "--events", "2", "--duration", "20"});
+    ASSERT_EQ(events.Wait(), 0) << events.err();
+    std::vector<nlohmann::json> records;
+    std::istringstream lines(events.out());
+    for (std::string line; std::getline(lines, line);) {
+        records.push_back(nlohmann::json::parse(line));  // throws on a line that is not JSON
+    }
+    ASSERT_GE(records.size(), 10u);
+    EXPECT_EQ(records.front()["kind"], "service");
+    const nlohmann::json* event = nullptr;
+    for (const nlohmann::json& record : records) {
+        if (record["kind"] == "event") {
+            event = &record;
+            break;
+        }
+    }
+    ASSERT_NE(event, nullptr);
+    EXPECT_EQ((*event)["frameId"], 1);
+    EXPECT_EQ((*event)["serviceType"], 15);
+    const nlohmann::json& image = (*event)["results"][10];
+    EXPECT_EQ(image["key"], 703);
+    EXPECT_EQ(image["name"], "image");
+    EXPECT_EQ(image["type"], "byteArray");
+    EXPECT_EQ(image["size"], 460800);
+    EXPECT_FALSE(image.contains("value"));  // values only with --values
+    const nlohmann::json& summary = records.back();
+    EXPECT_EQ(summary["kind"], "summary");
+    EXPECT_EQ(summary["end"], "events");
+    EXPECT_EQ(summary["events"], summary["lastFrameId"]);
+    EXPECT_EQ(summary["missedFrames"], 0);
+    EXPECT_EQ(summary["leftClean"], true);
+
+    // A refused start: its status as the service gave it, then only the steps that succeeded
+    // are undone (nothing was started, so no stopService).
+    ClientRun refused({"--json", "--start-types", "0x10"});
+    ASSERT_EQ(refused.Wait(), 1) << refused.err();
+    std::vector<std::string> calls;
+    nlohmann::json start;
+    std::istringstream refusedLines(refused.out());
+    for (std::string line; std::getline(refusedLines, line);) {
+        const nlohmann::json record = nlohmann::json::parse(line);
+        if (record["kind"] != "call") continue;
+        calls.push_back(record["method"].get<std::string>() +
+                        (record["status"]["ok"] == true ? " ok" : " failed"));
+        if (record["method"] == "startService") start = record;
+    }
+    EXPECT_EQ(calls, (std::vector<std::string>{"getAonSensorInfoList ok", "registerClient ok",
+                                               "subscribeSensor ok", "startService failed",
+                                               "unsubscribeSensor ok", "unregisterClient ok"}));
+    EXPECT_EQ(start["args"]["serviceType"], 16);
+    EXPECT_EQ(start["status"]["exception"], -8);  // EX_SERVICE_SPECIFIC
+    EXPECT_EQ(start["status"]["serviceSpecific"], 2);
+    EXPECT_EQ(start["status"]["message"], "start service type is subset of subscribe service type");
+}
+
+TEST(AonClientProgramTest, InterruptWhileFramesFlowLeavesTheServiceClean) {
+    ClientRun run({"--brief", "--duration", "0"});
+    ASSERT_TRUE(run.WaitForOutput("event    frame 2,")) << run.out() << run.err();
+    run.Signal(SIGINT);
+    ASSERT_EQ(run.Wait(), 0) << run.out() << run.err();
+    ExpectInOrder(run.out(), {R"(call     stopService\(1, types 0xf\) -> ok)",
+                              R"(call     unsubscribeSensor\(1\) -> ok)",
+                              R"(call     unregisterClient\(1\) -> ok)", R"(end      interrupted)",
+                              R"(left the service clean: nothing started, subscribed or )"
+                              R"(registered\n +exit status 0)"});
+    ExpectInOrder(run.err(), {"aon-client: interrupted: leaving the service clean",
+                              "AONManager: stop sensor success",
+                              "RemoteCallbackManager: unregister client:1"});
+    EXPECT_EQ(run.err().find("remote callback died"), std::string::npos);
+}
+
+TEST(AonClientProgramTest, AServiceThatDiesOrCannotBeFoundEndsWithStatusThree) {
+    ClientRun died({"--brief", "--kill-service-after", "2", "--duration", "20"});
+    ASSERT_EQ(died.Wait(), 3) << died.out() << died.err();
+    ExpectInOrder(died.out(), {"event    frame 2,", "end      the service died",
+                               "the service died: nothing left to clean up\n +exit status 3"});
+    EXPECT_EQ(died.out().find("stopService"), std::string::npos);
+    EXPECT_NE(died.err().find("aon-client: vendor.tarvo.hardware.camera.aon.IAONService/default "
+                              "died"),
+              std::string::npos);
+
+    ClientRun missing(
+            {"--instance", "vendor.tarvo.hardware.camera.aon.IAONService/other", "--wait", "0.3"});
+    ASSERT_EQ(missing.Wait(), 3);
+    EXPECT_EQ(missing.out(), "");
+    EXPECT_NE(missing.err().find("aon-client: vendor.tarvo.hardware.camera.aon.IAONService/other "
+                                 "not found (waited 0.3 s); either the device does not declare"),
+              std::string::npos)
+            << missing.err();
+}
+
+TEST(AonClientProgramTest, BadInputExitsWithStatusTwoBeforeRegistering) {
+    struct Case {
+        std::vector<std::string> args;
+        std::string message;
+    };
+    const Case kCases[] = {
+            {{"--frobnicate"}, "unknown option '--frobnicate'"},
+            {{"--size", "640*480"}, "--size takes WIDTHxHEIGHT, e.g. 640x480, not '640*480'"},
+            {{"--size=640x0"}, "--size takes WIDTHxHEIGHT, e.g. 640x480, not '640x0'"},
+            {{"--types", "fusion"}, "--types takes a mask, decimal or 0x hex, not 'fusion'"},
+            {{"--start-types", "0x"}, "--start-types takes a mask, decimal or 0x hex, not '0x'"},
+            {{"--fps"}, "--fps needs a value"},
+            {{"--sensor", "5"}, "sensor 5 is not listed by the service; it lists 0, 2"},
+    };
+    for (const Case& c : kCases) {
+        ClientRun run(c.args);
+        SCOPED_TRACE(c.args.front());
+        EXPECT_EQ(run.Wait(), 2);
+        EXPECT_NE(run.err().find("aon-client: " + c.message + "\n"), std::string::npos)
+                << run.err();
+        EXPECT_EQ(run.out().find("registerClient"), std::string::npos) << run.out();
+    }
+}
+
+}  // namespace

@@ -41,6 +41,42 @@ int32_t MergeDeliveryMode(int32_t current, int32_t next) {
 
 }  // namespace
 
+class SCOPED_CAPABILITY AONService::CallLock final {
+  public:
+    CallLock(std::mutex& lock, std::atomic<std::thread::id>& holder) ACQUIRE(lock)
+        : mLock(lock), mHolder(holder) {
+        mLock.lock();
+        mHolder.store(std::this_thread::get_id());
+    }
+    ~CallLock() RELEASE() {
+        mHolder.store(std::thread::id());
+        mLock.unlock();
+    }
+    CallLock(const CallLock&) = delete;
+    CallLock& operator=(const CallLock&) = delete;
+
+  private:
+    std::mutex& mLock;
+    std::atomic<std::thread::id>& mHolder;
+};
+
+// mLockHolder names the thread inside a CallLock; only that thread stores its own id there, so
+// another thread never finds its own id in it.
+bool AONService::IsNestedCall() const {
+    return mLockHolder.load() == std::this_thread::get_id();
+}
+
+// Locking mLock again would stop the service for good: the outer call waits for the client, the
+// client waits for this call. The client learns why and the outer call finishes normally.
+ndk::ScopedAStatus AONService::RefuseNestedCall(const char* method) const {
+    AON_LOGE(
+            "nested call %s refused: a client called the service from inside a callback the "
+            "service is making to it",
+            method);
+    return Error(kErrorFailed,
+                 "nested call refused: do not call IAONService from inside its callbacks");
+}
+
 AONService::AONService() {
     AON_LOGI("Create AON Service");
     mRemoteCallBackManager = RemoteCallbackManager::GetSingleton();
@@ -79,7 +115,8 @@ AONService::~AONService() {
 // every other request. The registry releases its own lock before it calls a client.
 ndk::ScopedAStatus AONService::registerClient(const std::shared_ptr<IAONServiceCallBack>& in_callback,
                                               int32_t in_serviceType, int64_t* _aidl_return) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("registerClient");
+    CallLock lock(mLock, mLockHolder);
     if (in_callback == nullptr) {
         AON_LOGE("callback is null");
         return ndk::ScopedAStatus::fromExceptionCode(EX_ILLEGAL_ARGUMENT);
@@ -131,7 +168,8 @@ ndk::ScopedAStatus AONService::registerClient(const std::shared_ptr<IAONServiceC
 }
 
 ndk::ScopedAStatus AONService::unregisterClient(int64_t in_clientHandle) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("unregisterClient");
+    CallLock lock(mLock, mLockHolder);
     auto started = mClientStartServiceType.find(in_clientHandle);
     if (started != mClientStartServiceType.end() && started->second != 0) {
         AON_LOGE("not stop all service type, unregisterClient failed");
@@ -160,7 +198,7 @@ ndk::ScopedAStatus AONService::unregisterClient(int64_t in_clientHandle) {
 
 void AONService::OnRemoteCallbackDied(long clientHandle,
                                       const std::shared_ptr<IAONServiceCallBack>& /*callback*/) {
-    std::lock_guard<std::mutex> lock(mLock);
+    CallLock lock(mLock, mLockHolder);
     auto started = mClientStartServiceType.find(clientHandle);
     int32_t startType = started == mClientStartServiceType.end() ? 0 : started->second;
     AON_LOGI("OnRemoteCallbackDied:%lld, startType:%d", static_cast<long long>(clientHandle),
@@ -171,7 +209,8 @@ void AONService::OnRemoteCallbackDied(long clientHandle,
 }
 
 ndk::ScopedAStatus AONService::getAonSensorInfoList(std::vector<AONSensorInfo>* _aidl_return) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("getAonSensorInfoList");
+    CallLock lock(mLock, mLockHolder);
     if (mAonManager == nullptr) {
         AON_LOGE("aon manager is null");
         return ndk::ScopedAStatus::fromServiceSpecificError(kErrorFailed);
@@ -199,7 +238,8 @@ ndk::ScopedAStatus AONService::getAonSensorInfoList(std::vector<AONSensorInfo>* 
 
 ndk::ScopedAStatus AONService::subscribeSensor(int64_t in_clientHandle,
                                                const SensorConfigInfo& in_config) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("subscribeSensor");
+    CallLock lock(mLock, mLockHolder);
     if (mRemoteCallBackManager != nullptr &&
         !mRemoteCallBackManager->CheckClientHandleRegistered(in_clientHandle)) {
         AON_LOGE("in_clientHandle not register");
@@ -257,7 +297,8 @@ ndk::ScopedAStatus AONService::SubscribeSensorLocked(int64_t clientHandle,
 }
 
 ndk::ScopedAStatus AONService::unsubscribeSensor(int64_t in_clientHandle) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("unsubscribeSensor");
+    CallLock lock(mLock, mLockHolder);
     if (mRemoteCallBackManager != nullptr &&
         !mRemoteCallBackManager->CheckClientHandleRegistered(in_clientHandle)) {
         AON_LOGE("in_clientHandle not register");
@@ -293,7 +334,8 @@ ndk::ScopedAStatus AONService::UnsubscribeSensorLocked(int64_t clientHandle) {
 }
 
 ndk::ScopedAStatus AONService::startService(int64_t in_clientHandle, int32_t in_serviceType) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("startService");
+    CallLock lock(mLock, mLockHolder);
     if (mRemoteCallBackManager != nullptr &&
         !mRemoteCallBackManager->CheckClientHandleRegistered(in_clientHandle)) {
         AON_LOGE("in_clientHandle not register");
@@ -303,7 +345,8 @@ ndk::ScopedAStatus AONService::startService(int64_t in_clientHandle, int32_t in_
 }
 
 ndk::ScopedAStatus AONService::stopService(int64_t in_clientHandle, int32_t in_serviceType) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("stopService");
+    CallLock lock(mLock, mLockHolder);
     if (mRemoteCallBackManager != nullptr &&
         !mRemoteCallBackManager->CheckClientHandleRegistered(in_clientHandle)) {
         AON_LOGE("in_clientHandle not register");

@@ -134,6 +134,7 @@ ndk::ScopedAStatus AONService::registerClient(const std::shared_ptr<IAONServiceC
         return Error(kErrorFailed, "RemoteCallBackManager is null");
     }
 
+    WithdrawForgottenClientsLocked();
     long handle = 0;
     int result = mRemoteCallBackManager->RegisterClient(in_callback, &handle);
     if (result == kRegistryHasOtherClient) {
@@ -158,6 +159,7 @@ ndk::ScopedAStatus AONService::registerClient(const std::shared_ptr<IAONServiceC
 
     if (handle != 0 && result == 0) {
         mClientRegisterServiceType[handle] = in_serviceType;
+        mClientCallback[handle] = in_callback;
         *_aidl_return = handle;
         AON_LOGI("register callback success-> client:%lld, type:%d", static_cast<long long>(handle),
                  in_serviceType);
@@ -181,6 +183,7 @@ ndk::ScopedAStatus AONService::unregisterClient(int64_t in_clientHandle) {
     }
     if (mRemoteCallBackManager == nullptr) {
         mClientRegisterServiceType.erase(in_clientHandle);
+        mClientCallback.erase(in_clientHandle);
         AON_LOGW("mRemoteCallBackManager is null");
         return ndk::ScopedAStatus::ok();
     }
@@ -193,12 +196,25 @@ ndk::ScopedAStatus AONService::unregisterClient(int64_t in_clientHandle) {
         AON_LOGE("aon manager unregisterClient failed:%d", result);
     }
     mClientRegisterServiceType.erase(in_clientHandle);
+    mClientCallback.erase(in_clientHandle);
     return ndk::ScopedAStatus::ok();
 }
 
 void AONService::OnRemoteCallbackDied(long clientHandle,
-                                      const std::shared_ptr<IAONServiceCallBack>& /*callback*/) {
+                                      const std::shared_ptr<IAONServiceCallBack>& callback) {
     CallLock lock(mLock, mLockHolder);
+    const auto registered = mClientCallback.find(clientHandle);
+    if (registered == mClientCallback.end() || !isCallbackEqual(registered->second, callback)) {
+        // A new client registered between the registry forgetting this one and this notification;
+        // its registration withdrew what this one left, and the handle is now the new client's.
+        AON_LOGW("OnRemoteCallbackDied:%lld, already withdrawn when the next client registered",
+                 static_cast<long long>(clientHandle));
+        return;
+    }
+    WithdrawDeadClientLocked(clientHandle);
+}
+
+void AONService::WithdrawDeadClientLocked(int64_t clientHandle) {
     auto started = mClientStartServiceType.find(clientHandle);
     int32_t startType = started == mClientStartServiceType.end() ? 0 : started->second;
     AON_LOGI("OnRemoteCallbackDied:%lld, startType:%d", static_cast<long long>(clientHandle),
@@ -206,6 +222,22 @@ void AONService::OnRemoteCallbackDied(long clientHandle,
     StopServiceLocked(clientHandle, startType);
     UnsubscribeSensorLocked(clientHandle);
     mClientRegisterServiceType.erase(clientHandle);
+    mClientCallback.erase(clientHandle);
+}
+
+// The registry forgets a dead client and releases its own lock before it tells the service, so a
+// registration can come first and would be issued the dead client's handle. The registry leaves a
+// client only through unregisterClient (which forgets the callback here too), a replacement (which
+// registers the new callback under the handle) or a death: a callback held here for a handle the
+// registry no longer has is a death not yet told.
+void AONService::WithdrawForgottenClientsLocked() {
+    for (auto it = mClientCallback.begin(); it != mClientCallback.end();) {
+        const int64_t handle = (it++)->first;  // the withdrawal erases the entry
+        if (mRemoteCallBackManager->CheckClientHandleRegistered(handle)) continue;
+        AON_LOGW("client:%lld died and is not withdrawn yet, withdraw it before registering",
+                 static_cast<long long>(handle));
+        WithdrawDeadClientLocked(handle);
+    }
 }
 
 ndk::ScopedAStatus AONService::getAonSensorInfoList(std::vector<AONSensorInfo>* _aidl_return) {

@@ -78,6 +78,12 @@ class AONService final : public ::aidl::vendor::tarvo::hardware::camera::aon::Bn
     bool IsNestedCall() const;
     ndk::ScopedAStatus RefuseNestedCall(const char* method) const;
 
+    // Withdraws what a dead client left: its started types, its subscription, its registration.
+    void WithdrawDeadClientLocked(int64_t clientHandle) REQUIRES(mLock);
+    // Withdraws now what clients that died left, if the registry has forgotten them but their
+    // death notification has not reached the service yet, before their handle is issued again.
+    void WithdrawForgottenClientsLocked() REQUIRES(mLock);
+
     // subscribeSensor after the registry check.
     ndk::ScopedAStatus SubscribeSensorLocked(int64_t clientHandle, const SensorConfigInfo& config)
             REQUIRES(mLock);
@@ -114,6 +120,9 @@ class AONService final : public ::aidl::vendor::tarvo::hardware::camera::aon::Bn
     std::map<int64_t, SensorConfigInfo> mClientSensorConfig GUARDED_BY(mLock);
     // Client handle to its started service types; a stop may leave a 0 entry behind.
     std::map<int64_t, int32_t> mClientStartServiceType GUARDED_BY(mLock);
+    // Client handle to the callback registered with it. Handles are issued again once a client has
+    // left, so a death notification is matched against this before it withdraws anything.
+    std::map<int64_t, std::shared_ptr<IAONServiceCallBack>> mClientCallback GUARDED_BY(mLock);
 };
 
 }  // namespace tarvo::aon

@@ -70,7 +70,10 @@ TEST_P(NestedCallTest, CallFromInsideACallbackNeverStallsTheService) {
     }
     EXPECT_THAT(outer.get(), IsOk());
     auto nested = answered.get_future();
-    ASSERT_EQ(nested.wait_for(kTimeout), std::future_status::ready) << "the client was not called";
+    if (nested.wait_for(kTimeout) != std::future_status::ready) {
+        client.fake->setSensorEventReaction(nullptr);
+        FAIL() << "the client was not called";
+    }
     if (c.refusedMethod != nullptr) {
         EXPECT_THAT(nested.get(),
                     ServiceSpecificErrorIs(

@@ -58,7 +58,7 @@ RemoteCallbackManager::RemoteCallbackManager()
 RemoteCallbackManager::~RemoteCallbackManager() = default;
 
 void RemoteCallbackManager::SetListener(IRemoteCallbackManagerListener* listener) {
-    mListener = listener;
+    mListener.store(listener, std::memory_order_release);
 }
 
 int RemoteCallbackManager::RegisterClient(const std::shared_ptr<IAONServiceCallBack>& callback,
@@ -192,7 +192,8 @@ void RemoteCallbackManager::OnRemoteCallbackDied(const AIBinder* binder) {
         UnregisterClientLock(handle);
     }
     // The listener takes its own lock and may call back into the registry: mMutex is released.
-    if (mListener != nullptr) mListener->OnRemoteCallbackDied(handle, callback);
+    IRemoteCallbackManagerListener* const listener = mListener.load(std::memory_order_acquire);
+    if (listener != nullptr) listener->OnRemoteCallbackDied(handle, callback);
 }
 
 void RemoteCallbackManager::OnAONEvent(AONCallBackInfo& info) {

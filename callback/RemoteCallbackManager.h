@@ -7,6 +7,7 @@
 #include <android/binder_auto_utils.h>
 #include <android/binder_ibinder.h>
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -45,7 +46,8 @@ class RemoteCallbackManager final : public IOutEventCallback,
     RemoteCallbackManager(const RemoteCallbackManager&) = delete;
     RemoteCallbackManager& operator=(const RemoteCallbackManager&) = delete;
 
-    // Not locked: set only while the listener is being built or torn down. Null clears it.
+    // Set without mMutex (by the listener while it is being built or torn down), read by the
+    // death notification: an atomic pointer. Null clears it.
     void SetListener(IRemoteCallbackManagerListener* listener);
 
     // 0 with *clientHandle set; -1 for a null callback; -2 when another client is registered, with
@@ -69,7 +71,7 @@ class RemoteCallbackManager final : public IOutEventCallback,
 
     std::mutex mMutex;
     int64_t mClientCount GUARDED_BY(mMutex) = 0;
-    IRemoteCallbackManagerListener* mListener = nullptr;
+    std::atomic<IRemoteCallbackManagerListener*> mListener{nullptr};
     CallbackMap mCallbacks GUARDED_BY(mMutex);
     ndk::ScopedAIBinder_DeathRecipient mDeathRecipient;
     std::map<int, int> mSensorStates GUARDED_BY(mMutex);

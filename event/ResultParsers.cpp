@@ -144,18 +144,26 @@ void ParseImageData(std::vector<AONResult>& results, aov_event* event) {
                    static_cast<const void*>(data));
     if (stride == 0 || height == 0) return;
 
+    // The stream does not check the size it announces. The image data can reach at most the end of
+    // the record from the chosen block's data start (the image block's data may run on into the
+    // debug block, the debug block's data ends with the record). An image that does not fit is
+    // dropped whole: a shortened key 703 next to keys 700 to 702 describing the full frame would
+    // send a client that finds the chroma plane at stride x height past the end of its array. The
+    // size is taken in 64 bits, so that a product that wraps at 32 bits is not taken for a fit.
+    const size_t available =
+            sizeof(aov_event) - (useDebugImage ? kAovDebugImageDataOffset : kAovImageDataOffset);
+    const uint64_t bytes = uint64_t{stride} * height * 3 / 2;
+    if (bytes > available) {
+        AON_LOGE(
+                "image stride:%u, height:%u needs %llu bytes, only %zu fit in the event record: "
+                "image results dropped",
+                stride, height, static_cast<unsigned long long>(bytes), available);
+        return;
+    }
+
     Append<Tag::intValue>(results, kKeyImageStride, static_cast<int32_t>(stride));
     Append<Tag::intValue>(results, kKeyImageHeight, static_cast<int32_t>(height));
     Append<Tag::intValue>(results, kKeyImageStrideAgain, static_cast<int32_t>(stride));
-
-    // stride x height x 3 wraps modulo 2^32 before the halving, as the stream computes it. The
-    // size is not checked by the stream; the copy stops at the end of the record, the most the
-    // image data can reach from the chosen block's data start (the image block's data may run on
-    // into the debug block, the debug block's data ends with the record).
-    const uint32_t product = stride * height * 3u;
-    const size_t available =
-            sizeof(aov_event) - (useDebugImage ? kAovDebugImageDataOffset : kAovImageDataOffset);
-    const size_t bytes = std::min<size_t>(product / 2, available);
     // One allocation and one copy from the record; the array is then moved into the entry.
     Append<Tag::byteArray>(results, kKeyImageBytes, std::vector<uint8_t>(data, data + bytes));
 }

@@ -322,6 +322,13 @@ void AONManager::NotifyOpen(int instanceId) {
         AON_LOGI("mAovStream is null, return");
         return;
     }
+    // The previous worker finishes before the open touches the map and the vendor: a close
+    // leaves both to its worker, so an open that went first would keep the closing device's
+    // entry, tell the vendor "opened" before the worker tells it "closed", and then lose the
+    // entry to that worker. mNotifyLock stays held until this open's worker is started, so no
+    // other notification slips in between.
+    std::lock_guard<std::mutex> notifyGuard(mNotifyLock);
+    TakePendingNotifyResult();
     int32_t stopped = kNoSensor;
     {
         std::lock_guard<std::mutex> guard(mLock);
@@ -355,8 +362,6 @@ void AONManager::NotifyOpen(int instanceId) {
         }
     }
 
-    std::lock_guard<std::mutex> notifyGuard(mNotifyLock);
-    TakePendingNotifyResult();
     mNotifyFuture = std::async(std::launch::async, [this, instanceId, stopped] {
         return RunOpenWorker(instanceId, stopped);
     });

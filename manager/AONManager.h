@@ -6,8 +6,9 @@
 //
 // Thread-safety: mLock guards all manager state and every stream call is made with it held. The
 // stream's event thread only tries mLock and drops the event when it is busy. mNotifyLock guards
-// only the pending open/close worker and is never taken with mLock held. Callbacks of
-// IAONManagerCallback are always called with no manager lock held.
+// only the pending open/close worker and is never taken with mLock held (the other order is
+// used: an open waits for the previous worker under mNotifyLock before it takes mLock). Callbacks
+// of IAONManagerCallback are always called with no manager lock held.
 //
 // The virtual functions and their order are part of the library's binary interface (the camera
 // stack calls NotifyOpen/NotifyClose through the table); internal calls to the ...Locked

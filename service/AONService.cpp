@@ -41,6 +41,42 @@ int32_t MergeDeliveryMode(int32_t current, int32_t next) {
 
 }  // namespace
 
+class SCOPED_CAPABILITY AONService::CallLock final {
+  public:
+    CallLock(std::mutex& lock, std::atomic<std::thread::id>& holder) ACQUIRE(lock)
+        : mLock(lock), mHolder(holder) {
+        mLock.lock();
+        mHolder.store(std::this_thread::get_id());
+    }
+    ~CallLock() RELEASE() {
+        mHolder.store(std::thread::id());
+        mLock.unlock();
+    }
+    CallLock(const CallLock&) = delete;
+    CallLock& operator=(const CallLock&) = delete;
+
+  private:
+    std::mutex& mLock;
+    std::atomic<std::thread::id>& mHolder;
+};
+
+// mLockHolder names the thread inside a CallLock; only that thread stores its own id there, so
+// another thread never finds its own id in it.
+bool AONService::IsNestedCall() const {
+    return mLockHolder.load() == std::this_thread::get_id();
+}
+
+// Locking mLock again would stop the service for good: the outer call waits for the client, the
+// client waits for this call. The client learns why and the outer call finishes normally.
+ndk::ScopedAStatus AONService::RefuseNestedCall(const char* method) const {
+    AON_LOGE(
+            "nested call %s refused: a client called the service from inside a callback the "
+            "service is making to it",
+            method);
+    return Error(kErrorFailed,
+                 "nested call refused: do not call IAONService from inside its callbacks");
+}
+
 AONService::AONService() {
     AON_LOGI("Create AON Service");
     mRemoteCallBackManager = RemoteCallbackManager::GetSingleton();
@@ -79,7 +115,8 @@ AONService::~AONService() {
 // every other request. The registry releases its own lock before it calls a client.
 ndk::ScopedAStatus AONService::registerClient(const std::shared_ptr<IAONServiceCallBack>& in_callback,
                                               int32_t in_serviceType, int64_t* _aidl_return) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("registerClient");
+    CallLock lock(mLock, mLockHolder);
     if (in_callback == nullptr) {
         AON_LOGE("callback is null");
         return ndk::ScopedAStatus::fromExceptionCode(EX_ILLEGAL_ARGUMENT);
@@ -97,6 +134,7 @@ ndk::ScopedAStatus AONService::registerClient(const std::shared_ptr<IAONServiceC
         return Error(kErrorFailed, "RemoteCallBackManager is null");
     }
 
+    WithdrawForgottenClientsLocked();
     long handle = 0;
     int result = mRemoteCallBackManager->RegisterClient(in_callback, &handle);
     if (result == kRegistryHasOtherClient) {
@@ -121,6 +159,7 @@ ndk::ScopedAStatus AONService::registerClient(const std::shared_ptr<IAONServiceC
 
     if (handle != 0 && result == 0) {
         mClientRegisterServiceType[handle] = in_serviceType;
+        mClientCallback[handle] = in_callback;
         *_aidl_return = handle;
         AON_LOGI("register callback success-> client:%lld, type:%d", static_cast<long long>(handle),
                  in_serviceType);
@@ -131,7 +170,8 @@ ndk::ScopedAStatus AONService::registerClient(const std::shared_ptr<IAONServiceC
 }
 
 ndk::ScopedAStatus AONService::unregisterClient(int64_t in_clientHandle) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("unregisterClient");
+    CallLock lock(mLock, mLockHolder);
     auto started = mClientStartServiceType.find(in_clientHandle);
     if (started != mClientStartServiceType.end() && started->second != 0) {
         AON_LOGE("not stop all service type, unregisterClient failed");
@@ -143,6 +183,7 @@ ndk::ScopedAStatus AONService::unregisterClient(int64_t in_clientHandle) {
     }
     if (mRemoteCallBackManager == nullptr) {
         mClientRegisterServiceType.erase(in_clientHandle);
+        mClientCallback.erase(in_clientHandle);
         AON_LOGW("mRemoteCallBackManager is null");
         return ndk::ScopedAStatus::ok();
     }
@@ -155,12 +196,25 @@ ndk::ScopedAStatus AONService::unregisterClient(int64_t in_clientHandle) {
         AON_LOGE("aon manager unregisterClient failed:%d", result);
     }
     mClientRegisterServiceType.erase(in_clientHandle);
+    mClientCallback.erase(in_clientHandle);
     return ndk::ScopedAStatus::ok();
 }
 
 void AONService::OnRemoteCallbackDied(long clientHandle,
-                                      const std::shared_ptr<IAONServiceCallBack>& /*callback*/) {
-    std::lock_guard<std::mutex> lock(mLock);
+                                      const std::shared_ptr<IAONServiceCallBack>& callback) {
+    CallLock lock(mLock, mLockHolder);
+    const auto registered = mClientCallback.find(clientHandle);
+    if (registered == mClientCallback.end() || !isCallbackEqual(registered->second, callback)) {
+        // A new client registered between the registry forgetting this one and this notification;
+        // its registration withdrew what this one left, and the handle is now the new client's.
+        AON_LOGW("OnRemoteCallbackDied:%lld, already withdrawn when the next client registered",
+                 static_cast<long long>(clientHandle));
+        return;
+    }
+    WithdrawDeadClientLocked(clientHandle);
+}
+
+void AONService::WithdrawDeadClientLocked(int64_t clientHandle) {
     auto started = mClientStartServiceType.find(clientHandle);
     int32_t startType = started == mClientStartServiceType.end() ? 0 : started->second;
     AON_LOGI("OnRemoteCallbackDied:%lld, startType:%d", static_cast<long long>(clientHandle),
@@ -168,10 +222,27 @@ void AONService::OnRemoteCallbackDied(long clientHandle,
     StopServiceLocked(clientHandle, startType);
     UnsubscribeSensorLocked(clientHandle);
     mClientRegisterServiceType.erase(clientHandle);
+    mClientCallback.erase(clientHandle);
+}
+
+// The registry forgets a dead client and releases its own lock before it tells the service, so a
+// registration can come first and would be issued the dead client's handle. The registry leaves a
+// client only through unregisterClient (which forgets the callback here too), a replacement (which
+// registers the new callback under the handle) or a death: a callback held here for a handle the
+// registry no longer has is a death not yet told.
+void AONService::WithdrawForgottenClientsLocked() {
+    for (auto it = mClientCallback.begin(); it != mClientCallback.end();) {
+        const int64_t handle = (it++)->first;  // the withdrawal erases the entry
+        if (mRemoteCallBackManager->CheckClientHandleRegistered(handle)) continue;
+        AON_LOGW("client:%lld died and is not withdrawn yet, withdraw it before registering",
+                 static_cast<long long>(handle));
+        WithdrawDeadClientLocked(handle);
+    }
 }
 
 ndk::ScopedAStatus AONService::getAonSensorInfoList(std::vector<AONSensorInfo>* _aidl_return) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("getAonSensorInfoList");
+    CallLock lock(mLock, mLockHolder);
     if (mAonManager == nullptr) {
         AON_LOGE("aon manager is null");
         return ndk::ScopedAStatus::fromServiceSpecificError(kErrorFailed);
@@ -199,7 +270,8 @@ ndk::ScopedAStatus AONService::getAonSensorInfoList(std::vector<AONSensorInfo>* 
 
 ndk::ScopedAStatus AONService::subscribeSensor(int64_t in_clientHandle,
                                                const SensorConfigInfo& in_config) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("subscribeSensor");
+    CallLock lock(mLock, mLockHolder);
     if (mRemoteCallBackManager != nullptr &&
         !mRemoteCallBackManager->CheckClientHandleRegistered(in_clientHandle)) {
         AON_LOGE("in_clientHandle not register");
@@ -257,7 +329,8 @@ ndk::ScopedAStatus AONService::SubscribeSensorLocked(int64_t clientHandle,
 }
 
 ndk::ScopedAStatus AONService::unsubscribeSensor(int64_t in_clientHandle) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("unsubscribeSensor");
+    CallLock lock(mLock, mLockHolder);
     if (mRemoteCallBackManager != nullptr &&
         !mRemoteCallBackManager->CheckClientHandleRegistered(in_clientHandle)) {
         AON_LOGE("in_clientHandle not register");
@@ -293,7 +366,8 @@ ndk::ScopedAStatus AONService::UnsubscribeSensorLocked(int64_t clientHandle) {
 }
 
 ndk::ScopedAStatus AONService::startService(int64_t in_clientHandle, int32_t in_serviceType) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("startService");
+    CallLock lock(mLock, mLockHolder);
     if (mRemoteCallBackManager != nullptr &&
         !mRemoteCallBackManager->CheckClientHandleRegistered(in_clientHandle)) {
         AON_LOGE("in_clientHandle not register");
@@ -303,7 +377,8 @@ ndk::ScopedAStatus AONService::startService(int64_t in_clientHandle, int32_t in_
 }
 
 ndk::ScopedAStatus AONService::stopService(int64_t in_clientHandle, int32_t in_serviceType) {
-    std::lock_guard<std::mutex> lock(mLock);
+    if (IsNestedCall()) return RefuseNestedCall("stopService");
+    CallLock lock(mLock, mLockHolder);
     if (mRemoteCallBackManager != nullptr &&
         !mRemoteCallBackManager->CheckClientHandleRegistered(in_clientHandle)) {
         AON_LOGE("in_clientHandle not register");

@@ -8,6 +8,10 @@
 // ...Locked operations and the Check.../Compute... helpers expect mLock held. The per-client tables
 // are keyed by client handle and ordered by it; the merged configuration is recomputed from them
 // whenever it is needed.
+//
+// Clients are called with mLock held (remembered sensor states at registration, state changes of a
+// start or stop). A client that calls the service back from such a callback sends a nested call,
+// which binder runs on the very thread that holds mLock: it is refused, not locked a second time.
 #pragma once
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/AONSensorInfo.h>
@@ -17,10 +21,12 @@
 #include <android-base/thread_annotations.h>
 #include <android/binder_auto_utils.h>
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 #include "callback/IRemoteCallbackManagerListener.h"
@@ -65,6 +71,19 @@ class AONService final : public ::aidl::vendor::tarvo::hardware::camera::aon::Bn
     // mLock and drives the ...Locked operations directly.
     friend class AONServiceTestPeer;
 
+    // mLock held for a binder method or a death notification, with the holding thread noted.
+    class CallLock;
+    // Whether the calling thread already holds mLock: the call is nested in a callback the service
+    // is making to a client.
+    bool IsNestedCall() const;
+    ndk::ScopedAStatus RefuseNestedCall(const char* method) const;
+
+    // Withdraws what a dead client left: its started types, its subscription, its registration.
+    void WithdrawDeadClientLocked(int64_t clientHandle) REQUIRES(mLock);
+    // Withdraws now what clients that died left, if the registry has forgotten them but their
+    // death notification has not reached the service yet, before their handle is issued again.
+    void WithdrawForgottenClientsLocked() REQUIRES(mLock);
+
     // subscribeSensor after the registry check.
     ndk::ScopedAStatus SubscribeSensorLocked(int64_t clientHandle, const SensorConfigInfo& config)
             REQUIRES(mLock);
@@ -94,12 +113,16 @@ class AONService final : public ::aidl::vendor::tarvo::hardware::camera::aon::Bn
     std::shared_ptr<RemoteCallbackManager> mRemoteCallBackManager;
     std::shared_ptr<AONManagerCallback> mAonManagerCallback;
     std::mutex mLock;
+    std::atomic<std::thread::id> mLockHolder;  // the thread in a CallLock, or none
     // Client handle to the service types declared at registerClient.
     std::map<int64_t, int32_t> mClientRegisterServiceType GUARDED_BY(mLock);
     // Client handle to its subscribed configuration.
     std::map<int64_t, SensorConfigInfo> mClientSensorConfig GUARDED_BY(mLock);
     // Client handle to its started service types; a stop may leave a 0 entry behind.
     std::map<int64_t, int32_t> mClientStartServiceType GUARDED_BY(mLock);
+    // Client handle to the callback registered with it. Handles are issued again once a client has
+    // left, so a death notification is matched against this before it withdraws anything.
+    std::map<int64_t, std::shared_ptr<IAONServiceCallBack>> mClientCallback GUARDED_BY(mLock);
 };
 
 }  // namespace tarvo::aon

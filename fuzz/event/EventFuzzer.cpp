@@ -183,19 +183,20 @@ void CheckResults(const AONCallBackInfo& info, const aov_event& event) {
     const bool debugImage = property_get_int32(kDebugBufferProperty, 1) == 2;
     const uint32_t stride = debugImage ? event.debug_image.stride : event.image.stride;
     const uint32_t height = debugImage ? event.debug_image.height : event.image.height;
-    if (stride != 0 && height != 0) {
+    // An image that does not reach past the record's end, sized without wrapping; a larger one is
+    // dropped whole.
+    const uint8_t* data = debugImage ? event.debug_image.data : event.image.data;
+    const auto* end = reinterpret_cast<const uint8_t*>(&event + 1);
+    const uint64_t want = uint64_t{stride} * height * 3 / 2;
+    if (stride != 0 && height != 0 && want <= static_cast<uint64_t>(end - data)) {
         if (NextInt(results, at, 700) != static_cast<int32_t>(stride) ||
             NextInt(results, at, 701) != static_cast<int32_t>(height) ||
             NextInt(results, at, 702) != static_cast<int32_t>(stride)) {
             Fail("image keys 700, 701, 702 are not the stride, height and stride");
         }
-        // stride x height x 3 / 2 bytes (the product wraps at 32 bits), up to the record's end.
-        const uint8_t* data = debugImage ? event.debug_image.data : event.image.data;
-        const uint32_t product = stride * height * 3u;
-        const auto* end = reinterpret_cast<const uint8_t*>(&event + 1);
-        const size_t want = std::min<size_t>(product / 2, end - data);
         if (!Holds(Next(results, at, 703, Tag::byteArray), data, want)) {
-            Fail("key 703 is not the first %zu bytes of the chosen image block", want);
+            Fail("key 703 is not the first %llu bytes of the chosen image block",
+                 static_cast<unsigned long long>(want));
         }
     }
     if (at != tail) Fail("%zu unexpected results before the frame keys", tail - at);

@@ -145,5 +145,18 @@ TEST_F(RemoteCallbackManagerTest, RememberedSensorStatesReachANewClientBeforeReg
     EXPECT_EQ((SensorStates{{1, 1}, {5, 2}}), ReceivedStates(*client.fake, 1));
 }
 
+// The listener is replaced, without the registry's mutex, while a death is being told: the death
+// reaches one of the two listeners, once. Under ThreadSanitizer this is the race on the pointer.
+TEST_F(RemoteCallbackManagerTest, ListenerReplacedDuringADeathIsToldOnce) {
+    FakeListener next;
+    RemoteCallback client = MakeRemoteCallback();
+    EXPECT_EQ(1, Register(client.proxy));
+    auto replace = std::async(std::launch::async, [&] { mRegistry->SetListener(&next); });
+    host::KillProcess(client.pid);
+    replace.get();
+    EXPECT_EQ(1u, mListener.deaths().size() + next.deaths().size());
+    mRegistry->SetListener(nullptr);
+}
+
 }  // namespace
 }  // namespace aon_test

@@ -3,9 +3,12 @@
 #include <host/binder_control.h>
 
 #include <functional>
+#include <future>
 
 #include "manager/AONManager.h"
 #include "tests/service/ServiceTestBase.h"
+#include "tests/support/Gate.h"
+#include "tests/support/Named.h"
 
 namespace aon_test {
 namespace {
@@ -111,6 +114,70 @@ TEST_F(ClientRegistrationTest, DeadClientsTypesAreStoppedAndSubscriptionWithdraw
     ASSERT_EQ(Register(next), 1);
     EXPECT_THAT(mService->subscribeSensor(1, Config(1, 320, 240, 15, 0x1)), IsOk());
 }
+
+// Stands in as the registry's listener and holds a death notification where the registry has
+// forgotten the dead client and released its lock but the service has not heard of it yet.
+class LateListener final : public tarvo::aon::IRemoteCallbackManagerListener {
+  public:
+    explicit LateListener(tarvo::aon::AONService& service) : mService(service) {}
+    void OnRemoteCallbackDied(long handle,
+                              const std::shared_ptr<IAONServiceCallBack>& callback) override {
+        gate.Pass();
+        mService.OnRemoteCallbackDied(handle, callback);
+    }
+    Gate gate;
+
+  private:
+    tarvo::aon::AONService& mService;
+};
+
+struct LateDeath : Named {
+    bool nextStartsBeforeTheCleanup;  // or only registers
+};
+
+class LateDeathTest : public ServiceTest, public ::testing::WithParamInterface<LateDeath> {};
+
+// The next client gets the dead client's handle. The stream the dead client left running is
+// stopped when the next one registers, and the late cleanup leaves the next one's entries alone.
+TEST_P(LateDeathTest, LateCleanupWithdrawsOnlyWhatTheDeadClientLeft) {
+    LateListener late(*mService);
+    auto registry = tarvo::aon::RemoteCallbackManager::GetSingleton();
+    registry->SetListener(&late);
+    late.gate.Close();
+    RemoteCallback dead = MakeRemoteCallback(kClientPid);
+    ASSERT_EQ(Register(dead), 1);
+    ASSERT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 30, 0x3)), IsOk());
+    ASSERT_THAT(mService->startService(1, 0x3), IsOk());
+    auto kill = std::async(std::launch::async, [&] { host::KillProcess(dead.pid); });
+    ASSERT_TRUE(late.gate.WaitEntered());
+
+    RemoteCallback next = MakeRemoteCallback(kClientPid + 1);
+    EXPECT_EQ(Register(next, 0x1), 1);
+    EXPECT_EQ(tarvo::aon::AONManager::GetSingleton()->GetServiceTypeStarted(), 0)
+            << "the stream still runs for the dead client";
+    const auto subscribeAndStart = [&] {
+        EXPECT_THAT(mService->subscribeSensor(1, Config(1, 320, 240, 15, 0x1)), IsOk());
+        EXPECT_THAT(mService->startService(1, 0x1), IsOk());
+    };
+    if (GetParam().nextStartsBeforeTheCleanup) subscribeAndStart();
+    late.gate.Open();
+    ASSERT_EQ(kill.wait_for(kTimeout), std::future_status::ready);
+    if (!GetParam().nextStartsBeforeTheCleanup) subscribeAndStart();
+
+    EXPECT_TRUE(
+            HasLine(ANDROID_LOG_WARN,
+                    "OnRemoteCallbackDied:1, already withdrawn when the next client registered"));
+    EXPECT_EQ(tarvo::aon::AONManager::GetSingleton()->GetServiceTypeStarted(), 0x1);
+    EXPECT_THAT(StreamCalls(),
+                ElementsAre(Init(0, 640, 480, 30, 0x3), "uninit", Init(1, 320, 240, 15, 0x1)));
+    EXPECT_THAT(mService->stopService(1, 0x1), IsOk());
+    registry->SetListener(mService.get());
+}
+
+INSTANTIATE_TEST_SUITE_P(NextClient, LateDeathTest,
+                         ::testing::Values(LateDeath{{"OnlyRegistersBeforeTheCleanup"}, false},
+                                           LateDeath{{"StartsBeforeTheCleanup"}, true}),
+                         CaseName());
 
 TEST_F(ClientRegistrationTest, DestroyedServiceClearsRegistryBeforeLeavingManager) {
     RemoteCallback client = MakeRemoteCallback();

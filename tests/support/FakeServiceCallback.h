@@ -12,6 +12,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -39,7 +40,22 @@ class FakeServiceCallback final
         return Record(&FakeServiceCallback::mEvents, Event{handle, info, std::this_thread::get_id()});
     }
     ::ndk::ScopedAStatus onAONSensorEvent(int64_t handle, const AONSensorStateInfo& info) override {
-        return Record(&FakeServiceCallback::mSensorEvents, SensorEvent{handle, info, std::this_thread::get_id()});
+        ::ndk::ScopedAStatus status = Record(&FakeServiceCallback::mSensorEvents,
+                                             SensorEvent{handle, info, std::this_thread::get_id()});
+        std::function<void(int64_t, const AONSensorStateInfo&)> reaction;
+        {
+            std::lock_guard<std::mutex> guard(mLock);
+            reaction = mSensorEventReaction;
+        }
+        if (reaction) reaction(handle, info);
+        return status;
+    }
+
+    // Runs inside every later onAONSensorEvent, once it is recorded, on the calling thread: a
+    // client that answers a sensor state by calling the service back. Null removes it.
+    void setSensorEventReaction(std::function<void(int64_t, const AONSensorStateInfo&)> reaction) {
+        std::lock_guard<std::mutex> guard(mLock);
+        mSensorEventReaction = std::move(reaction);
     }
 
     // True once at least `count` calls of the kind have arrived; false after `timeout`.
@@ -86,6 +102,7 @@ class FakeServiceCallback final
     mutable std::condition_variable mCallArrived;
     std::vector<Event> mEvents GUARDED_BY(mLock);
     std::vector<SensorEvent> mSensorEvents GUARDED_BY(mLock);
+    std::function<void(int64_t, const AONSensorStateInfo&)> mSensorEventReaction GUARDED_BY(mLock);
 };
 
 // A fake placed in the simulated client process `pid`, and the proxy the service gets for it.

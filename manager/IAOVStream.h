@@ -6,6 +6,8 @@
 // destructor slot in the table.
 #pragma once
 
+#include "manager/VendorAbi.h"
+
 #include <cstdint>
 #include <vector>
 

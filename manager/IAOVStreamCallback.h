@@ -3,6 +3,8 @@
 // during the call.
 #pragma once
 
+#include "manager/VendorAbi.h"
+
 struct aov_event;
 
 class IAOVStreamCallback {

@@ -2,6 +2,8 @@
 // logical device list that maps a logical camera device to its physical sensors.
 #pragma once
 
+#include "manager/VendorAbi.h"
+
 #include <cstdint>
 #include <vector>
 

@@ -3,6 +3,8 @@
 // passed as zero.
 #pragma once
 
+#include "manager/VendorAbi.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -29,6 +31,7 @@ struct user_param {
     std::shared_ptr<IAOVStreamCallback> callback;  // receives the stream's events
 };
 
+#if defined(__LP64__)  // a 32-bit build has already failed in VendorAbi.h
 static_assert(std::is_standard_layout_v<user_param>);
 static_assert(sizeof(user_param) == 224);
 static_assert(offsetof(user_param, sensorId) == 4);
@@ -42,3 +45,4 @@ static_assert(offsetof(user_param, width) == 200);
 static_assert(offsetof(user_param, height) == 204);
 static_assert(offsetof(user_param, callback) == 208);
 static_assert(sizeof(std::shared_ptr<IAOVStreamCallback>) == 16);
+#endif

@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Checks what can be checked of the device integration kit on a host: the Soong files are as bpfmt
-# writes them, the XML files are well formed, the frozen AIDL API matches the sources, and the kit
+# writes them, the XML files are well formed, the frozen AIDL API matches the sources, the kit
 # (device/, docs/INTEGRATION.md, Android.bp, TEST_MAPPING) names the same instance, interface hash,
-# system properties, dump directory and source files as the code does.
+# system properties, dump directory and source files as the code does, and a device tree of the
+# minimum Android release would build what Android.bp names (scripts/check_device_build.py; a
+# 32-bit compile of the vendor contract stops with one message).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -179,6 +181,30 @@ client_srcs=$( (find tools/aon-client -maxdepth 1 -name '*.cpp' ! -name HostPlat
 for f in $bp_client_srcs; do
   grep -HnE '#include ["<](host/|png\.h|nlohmann/|CLI/)|tools/common/(PngWriter|DefaultDevice|FrameSaver)' \
     "$f" "${f%.cpp}.h" 2>/dev/null && fail "$f, built for the device, includes host-only code"
+done
+
+# --- The device build: 64-bit wherever the vendor contract is, no construct newer than the
+# minimum Android release, no source or header that only the host has. ---
+while IFS= read -r problem; do
+  fail "$problem"
+done < <(scripts/check_device_build.py . || true)
+
+# A 32-bit compile of a contract header stops at manager/VendorAbi.h with its one message. With the
+# 32-bit C++ headers (g++-multilib) every contract header is compiled; without them, the guard.
+mapfile -t contract_headers < <(grep -l '^#include "manager/VendorAbi.h"' manager/*.h | sort)
+[ ${#contract_headers[@]} -gt 0 ] || fail "no header includes manager/VendorAbi.h"
+m32_headers=("${contract_headers[@]}")
+echo '#include <vector>' | g++ -m32 -std=gnu++17 -fsyntax-only -x c++ - 2>/dev/null ||
+  m32_headers=(manager/VendorAbi.h)
+for header in "${m32_headers[@]}"; do
+  tu="#include \"$header\""
+  g++ -std=gnu++17 -fsyntax-only -I. -x c++ - <<<"$tu" || fail "$header does not compile on its own"
+  m32_errors=$(g++ -m32 -std=gnu++17 -fsyntax-only -I. -x c++ - <<<"$tu" 2>&1 |
+    grep -E ': (fatal )?error:' || true)
+  if [ "$(wc -l <<<"$m32_errors")" != 1 ] || ! grep -q 'VendorAbi.h.*64-bit only' <<<"$m32_errors"; then
+    fail "a 32-bit compile of $header does not stop with manager/VendorAbi.h's one message:" \
+      "$(words "$m32_errors")"
+  fi
 done
 
 # --- TEST_MAPPING: valid JSON naming device tests of Android.bp. ---

@@ -6,7 +6,7 @@ packages=(
   build-essential cmake ninja-build clang libclang-rt-14-dev libc++-dev libc++abi-dev python3 gdb
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   android-liblog-dev android-libbase-dev
-  blueprint-tools libpng-dev libxml2-utils binutils nlohmann-json3-dev libcli11-dev
+  blueprint-tools libpng-dev libxml2-utils binutils nlohmann-json3-dev libcli11-dev g++-multilib
 )
 
 missing=()

@@ -21,7 +21,7 @@ void Fail(const char* format, ...) {
 void QuietLog() {
     const bool show = std::getenv("AON_FUZZ_LOG") != nullptr;
     __android_log_set_logger(show ? __android_log_stderr_logger
-                                  : [](const struct __android_logger_data*, const char*) {});
+                                  : [](const struct __android_log_message*) {});
 }
 
 }  // namespace fuzz

@@ -69,10 +69,11 @@ Count gManagerDrops{0};   // "onCallback can not get lock"
 Count gRegistryDrops{0};  // "OnAONEvent try_lock failed"
 
 // Relaxed: the logger must not order the threads that log, or ThreadSanitizer would miss races.
-void CountingLogger(const struct __android_logger_data* data, const char* message) {
+void CountingLogger(const struct __android_log_message* line) {
     const auto bump = [](Count& count) { count.fetch_add(1, std::memory_order_relaxed); };
     bump(gLogLines);
-    if (data->priority >= ANDROID_LOG_ERROR) bump(gLogErrors);
+    if (line->priority >= ANDROID_LOG_ERROR) bump(gLogErrors);
+    const char* message = line->message;
     if (message == nullptr) return;
     if (std::strstr(message, "onCallback can not get lock") != nullptr) {
         bump(gManagerDrops);

@@ -22,16 +22,19 @@ LogCapture::LogCapture() {
 }
 
 LogCapture::~LogCapture() {
+    // There is no getter for the logger in force before; a test process's lines after the capture
+    // are best on stderr, on a device as on the host.
     __android_log_set_logger(__android_log_stderr_logger);
     std::lock_guard<std::mutex> guard(gActiveLock);
     gActive = nullptr;
 }
 
-void LogCapture::Logger(const struct __android_logger_data* data, const char* message) {
+void LogCapture::Logger(const struct __android_log_message* line) {
     std::lock_guard<std::mutex> guard(gActiveLock);
     if (gActive == nullptr) return;
     std::lock_guard<std::mutex> lines(gActive->mLock);
-    gActive->mLines.push_back({data->priority, data->tag ? data->tag : "", message ? message : ""});
+    gActive->mLines.push_back(
+            {line->priority, line->tag ? line->tag : "", line->message ? line->message : ""});
 }
 
 std::vector<LogLine> LogCapture::lines() const {

@@ -28,8 +28,9 @@ inline LogLine HalLine(int priority, std::string text) {
     return {priority, "AONLog_HAL", std::move(text)};
 }
 
-// Installs itself as liblog's logger (minimum priority VERBOSE) and restores the default logger
-// when destroyed. Only one may be alive at a time.
+// Installs itself as liblog's logger (the logger API of Android 11 and later, minimum priority
+// VERBOSE) and hands the process over to the stderr logger when destroyed. Only one may be alive
+// at a time. It compiles against a device's liblog as it is: the device test links it.
 class LogCapture {
   public:
     LogCapture();
@@ -46,7 +47,7 @@ class LogCapture {
     void clear();
 
   private:
-    static void Logger(const struct __android_logger_data* data, const char* message);
+    static void Logger(const struct __android_log_message* line);
     mutable std::mutex mLock;
     std::vector<LogLine> mLines;
 };

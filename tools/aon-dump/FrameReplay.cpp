@@ -41,10 +41,10 @@ char PriorityLetter(int priority) {
     return priority >= 0 && priority < 8 ? kLetters[priority] : '?';
 }
 
-void Logger(const struct __android_logger_data* data, const char* message) {
+void Logger(const struct __android_log_message* message) {
     if (gLog == nullptr) return;
-    gLog->push_back(std::string(1, PriorityLetter(data->priority)) + " " +
-                    (message != nullptr ? message : ""));
+    gLog->push_back(std::string(1, PriorityLetter(message->priority)) + " " +
+                    (message->message != nullptr ? message->message : ""));
 }
 
 }  // namespace

@@ -55,13 +55,13 @@ std::string LogTap::HidePointers(const std::string& text) {
     return out;
 }
 
-void LogTap::Logger(const struct __android_logger_data* data, const char* message) {
+void LogTap::Logger(const struct __android_log_message* line) {
     LogTap* tap = gTap.load();
     if (tap == nullptr) return;
     LogEntry entry;
-    entry.priority = data->priority;
-    entry.tag = data->tag != nullptr ? data->tag : "";
-    entry.text = message != nullptr ? message : "";
+    entry.priority = line->priority;
+    entry.tag = line->tag != nullptr ? line->tag : "";
+    entry.text = line->message != nullptr ? line->message : "";
     entry.thread = CurrentThreadName();
     if (EndsWith(entry.text, "onCallback can not get lock")) {
         tDropReason = "the manager was busy (onCallback can not get lock)";

@@ -28,7 +28,7 @@ class LogTap final {
     static std::string HidePointers(const std::string& text);
 
   private:
-    static void Logger(const struct __android_logger_data* data, const char* message);
+    static void Logger(const struct __android_log_message* line);
 
     Trace& mTrace;
     const bool mHidePointers;

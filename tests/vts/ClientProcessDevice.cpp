@@ -1,0 +1,156 @@
+// The device side of the target test: the service runs in the camera HAL process, and a client
+// that dies is a child process. The child is this test binary started afresh (fork, then exec
+// before the child does anything else), because a process forked from one that already uses
+// binder cannot use binder itself.
+#include <android/binder_process.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/vts/ClientProcess.h"
+
+namespace aon_vts {
+namespace {
+
+// argv[1] of the child; then the instance, the write end of the pipe back to the test, and the
+// configuration's fields.
+constexpr char kChildFlag[] = "--aon-client-that-dies";
+constexpr auto kChildTimeout = std::chrono::seconds(10);
+
+void WriteAll(int fd, const std::string& text) {
+    size_t written = 0;
+    while (written < text.size()) {
+        const ssize_t n = write(fd, text.data() + written, text.size() - written);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return;
+        written += static_cast<size_t>(n);
+    }
+}
+
+// The child: plays the client through binder, reports "handle <n>" or "error <what>" on the pipe,
+// then dies without unsubscribing or unregistering.
+[[noreturn]] void PlayClientThatDies(char** argv) {
+    const std::string instance = argv[2];
+    const int reportFd = std::atoi(argv[3]);
+    SensorConfigInfo config;
+    config.sensorId = std::atoi(argv[4]);
+    config.frameWidth = std::atoi(argv[5]);
+    config.frameHeight = std::atoi(argv[6]);
+    config.fps = std::atoi(argv[7]);
+    config.serviceType = std::atoi(argv[8]);
+    config.deliveryMode = std::atoi(argv[9]);
+
+    ABinderProcess_setThreadPoolMaxThreadCount(1);
+    ABinderProcess_startThreadPool();
+    std::shared_ptr<IAONService> service = GetService(instance);
+    if (service == nullptr) {
+        WriteAll(reportFd, "error no service " + instance);
+        _exit(1);
+    }
+    auto callback = ::ndk::SharedRefBase::make<RecordingCallback>();
+    int64_t handle = 0;
+    const std::string error = RegisterSubscribeStart(*service, callback, config, &handle);
+    WriteAll(reportFd, error.empty() ? "handle " + std::to_string(handle) : "error " + error);
+    _exit(0);
+}
+
+// Reads what the child writes until it closes the pipe (it dies), at most until `deadline`.
+bool ReadUntilClosed(int fd, std::chrono::steady_clock::time_point deadline, std::string* text) {
+    char buffer[256];
+    for (;;) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) return false;
+        pollfd readable = {fd, POLLIN, 0};
+        const int ready = poll(&readable, 1, static_cast<int>(left.count()));
+        if (ready < 0 && errno == EINTR) continue;
+        if (ready <= 0) return false;
+        const ssize_t n = read(fd, buffer, sizeof(buffer));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return n == 0;
+        text->append(buffer, static_cast<size_t>(n));
+    }
+}
+
+}  // namespace
+
+int PrepareProcess(int argc, char** argv) {
+    if (argc == 10 && std::string(argv[1]) == kChildFlag) PlayClientThatDies(argv);
+    return -1;
+}
+
+void PlaceInTestProcess(const ::ndk::SpAIBinder& /*binder*/) {}
+
+DeadClient RunClientThatDies(const std::string& instance, const SensorConfigInfo& config) {
+    DeadClient client;
+    int pipeFds[2];
+    if (pipe2(pipeFds, O_CLOEXEC) != 0) {
+        client.error = "pipe2 failed";
+        return client;
+    }
+    // Everything the child needs is made before the fork: between fork and exec it only clears
+    // close-on-exec on the write end and execs.
+    const std::vector<std::string> args = {"/proc/self/exe",
+                                           kChildFlag,
+                                           instance,
+                                           std::to_string(pipeFds[1]),
+                                           std::to_string(config.sensorId),
+                                           std::to_string(config.frameWidth),
+                                           std::to_string(config.frameHeight),
+                                           std::to_string(config.fps),
+                                           std::to_string(config.serviceType),
+                                           std::to_string(config.deliveryMode)};
+    std::vector<char*> argv;
+    for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
+    argv.push_back(nullptr);
+
+    const pid_t pid = fork();
+    if (pid == 0) {
+        fcntl(pipeFds[1], F_SETFD, 0);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    close(pipeFds[1]);
+    if (pid < 0) {
+        close(pipeFds[0]);
+        client.error = "fork failed";
+        return client;
+    }
+    std::string report;
+    const bool closed =
+            ReadUntilClosed(pipeFds[0], std::chrono::steady_clock::now() + kChildTimeout, &report);
+    close(pipeFds[0]);
+    if (!closed) kill(pid, SIGKILL);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    if (!closed) {
+        client.error = "the client process did not finish; it was killed";
+    } else if (report.rfind("handle ", 0) == 0) {
+        client.handle = std::stoll(report.substr(7));
+    } else {
+        client.error = report.empty() ? "the client process reported nothing" : report;
+    }
+    return client;
+}
+
+bool WaitForDeathHandled(const std::function<bool()>& handled, std::chrono::milliseconds timeout) {
+    // The camera HAL process gives no sign to other processes when it has dealt with a death, so
+    // this asks again every 10 ms until it holds or the time is up.
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    for (;;) {
+        if (handled()) return true;
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+}  // namespace aon_vts

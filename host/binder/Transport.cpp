@@ -39,12 +39,12 @@ class TransactionTable final {
     // Sizes the request of `thread` to `targetPid`. When it fits, charges it to the receiver and
     // puts it on the thread's stack; otherwise it is counted as refused.
     TransactionRecord Begin(pid_t thread, int targetPid, const char* descriptor,
-                            const TransactionSpec& spec, Observer* observer) EXCLUDES(mLock) {
+                            const TransactionRequest& request, Observer* observer) EXCLUDES(mLock) {
         std::lock_guard<std::mutex> guard(mLock);
         ThreadState& state = mThreads[thread];
         TransactionRecord record;
         record.descriptor = descriptor;
-        record.method = spec.method;
+        record.method = request.method;
         record.callerPid = state.stack.empty() ? state.home : state.stack.back().targetPid;
         record.targetPid = targetPid;
         // The driver looks down the caller's stack for a thread of the target process that
@@ -53,9 +53,9 @@ class TransactionTable final {
             return frame.callerPid == targetPid;
         });
         record.depth = state.stack.size() + 1;
-        record.dataBytes = spec.dataBytes;
-        record.objects = spec.objects;
-        record.charge = KernelCharge(spec.dataBytes, spec.objects * kParcelOffsetEntryBytes);
+        record.dataBytes = request.dataBytes;
+        record.objects = request.objects;
+        record.charge = KernelCharge(request.dataBytes, request.objects * kParcelOffsetEntryBytes);
         record.limit = kBinderBufferBytes;
         record.free = record.limit - mInUse[targetPid];
         record.thread = thread;
@@ -174,10 +174,12 @@ void Notify(const Observer& observer, const TransactionRecord& record) {
 
 namespace internal {
 
-Transaction::Transaction(AIBinder* binder, const char* descriptor, const TransactionSpec& spec) {
+Transaction::Transaction(AIBinder* binder, const char* descriptor,
+                         const TransactionRequest& request) {
     Observer observer;
-    mRecord = TransactionTable::Get().Begin(
-            CurrentThread(), BinderRegistry::Get().ProcessOf(binder), descriptor, spec, &observer);
+    mRecord =
+            TransactionTable::Get().Begin(CurrentThread(), BinderRegistry::Get().ProcessOf(binder),
+                                          descriptor, request, &observer);
     mAccepted = mRecord.status == STATUS_OK;
     mOpen = mAccepted;
     Notify(observer, mRecord);

@@ -10,7 +10,7 @@ namespace aidl::vendor::tarvo::hardware::camera::aon {
 namespace {
 
 // The interface token, then `argumentBytes` of arguments.
-host::TransactionSpec Spec(const char* method, size_t argumentBytes, size_t objects = 0) {
+host::TransactionRequest Request(const char* method, size_t argumentBytes, size_t objects = 0) {
     return {method, host::InterfaceTokenSize(IAONService::descriptor) + argumentBytes, objects};
 }
 
@@ -30,7 +30,7 @@ BpAONService::~BpAONService() = default;
     const ::ndk::SpAIBinder callbackBinder = in_callback->asBinder();
     int64_t handle = 0;
     ::ndk::ScopedAStatus status = host::Transact<IAONService>(
-            asBinder(), Spec("registerClient", host::kParcelBinderBytes + 4, 1),
+            asBinder(), Request("registerClient", host::kParcelBinderBytes + 4, 1),
             [&](IAONService& callee) {
                 const std::shared_ptr<IAONServiceCallBack> callback =
                         IAONServiceCallBack::fromBinder(callbackBinder);
@@ -44,7 +44,7 @@ BpAONService::~BpAONService() = default;
 ::ndk::ScopedAStatus BpAONService::getAonSensorInfoList(std::vector<AONSensorInfo>* _aidl_return) {
     std::vector<AONSensorInfo> infos;
     ::ndk::ScopedAStatus status = host::Transact<IAONService>(
-            asBinder(), Spec("getAonSensorInfoList", 0),
+            asBinder(), Request("getAonSensorInfoList", 0),
             [&](IAONService& callee) { return callee.getAonSensorInfoList(&infos); },
             [&] {
                 size_t bytes = 4;
@@ -58,7 +58,7 @@ BpAONService::~BpAONService() = default;
 ::ndk::ScopedAStatus BpAONService::subscribeSensor(int64_t in_clientHandle,
                                                    const SensorConfigInfo& in_config) {
     return host::Transact<IAONService>(
-            asBinder(), Spec("subscribeSensor", 8 + internal::ParcelSize(in_config)),
+            asBinder(), Request("subscribeSensor", 8 + internal::ParcelSize(in_config)),
             [&](IAONService& callee) {
                 const SensorConfigInfo config = in_config;
                 return callee.subscribeSensor(in_clientHandle, config);
@@ -68,7 +68,7 @@ BpAONService::~BpAONService() = default;
 
 ::ndk::ScopedAStatus BpAONService::startService(int64_t in_clientHandle, int32_t in_serviceType) {
     return host::Transact<IAONService>(
-            asBinder(), Spec("startService", 8 + 4),
+            asBinder(), Request("startService", 8 + 4),
             [&](IAONService& callee) {
                 return callee.startService(in_clientHandle, in_serviceType);
             },
@@ -77,7 +77,7 @@ BpAONService::~BpAONService() = default;
 
 ::ndk::ScopedAStatus BpAONService::stopService(int64_t in_clientHandle, int32_t in_serviceType) {
     return host::Transact<IAONService>(
-            asBinder(), Spec("stopService", 8 + 4),
+            asBinder(), Request("stopService", 8 + 4),
             [&](IAONService& callee) {
                 return callee.stopService(in_clientHandle, in_serviceType);
             },
@@ -86,14 +86,14 @@ BpAONService::~BpAONService() = default;
 
 ::ndk::ScopedAStatus BpAONService::unsubscribeSensor(int64_t in_clientHandle) {
     return host::Transact<IAONService>(
-            asBinder(), Spec("unsubscribeSensor", 8),
+            asBinder(), Request("unsubscribeSensor", 8),
             [&](IAONService& callee) { return callee.unsubscribeSensor(in_clientHandle); },
             kNoResult);
 }
 
 ::ndk::ScopedAStatus BpAONService::unregisterClient(int64_t in_clientHandle) {
     return host::Transact<IAONService>(
-            asBinder(), Spec("unregisterClient", 8),
+            asBinder(), Request("unregisterClient", 8),
             [&](IAONService& callee) { return callee.unregisterClient(in_clientHandle); },
             kNoResult);
 }
@@ -108,7 +108,7 @@ BpAONService::~BpAONService() = default;
     }
     int32_t version = 0;
     ::ndk::ScopedAStatus status = host::Transact<IAONService>(
-            asBinder(), Spec("getInterfaceVersion", 0),
+            asBinder(), Request("getInterfaceVersion", 0),
             [&](IAONService& callee) { return callee.getInterfaceVersion(&version); },
             [] { return size_t{4}; });
     if (status.isOk()) {
@@ -129,7 +129,7 @@ BpAONService::~BpAONService() = default;
     }
     std::string hash;
     ::ndk::ScopedAStatus status = host::Transact<IAONService>(
-            asBinder(), Spec("getInterfaceHash", 0),
+            asBinder(), Request("getInterfaceHash", 0),
             [&](IAONService& callee) { return callee.getInterfaceHash(&hash); },
             [&] { return host::ParcelStringSize(hash); });
     if (status.isOk()) {

@@ -9,7 +9,7 @@ namespace aidl::vendor::tarvo::hardware::camera::aon {
 namespace {
 
 // The interface token, then `argumentBytes` of arguments.
-host::TransactionSpec Spec(const char* method, size_t argumentBytes) {
+host::TransactionRequest Request(const char* method, size_t argumentBytes) {
     return {method, host::InterfaceTokenSize(IAONServiceCallBack::descriptor) + argumentBytes, 0};
 }
 
@@ -25,7 +25,7 @@ BpAONServiceCallBack::~BpAONServiceCallBack() = default;
 ::ndk::ScopedAStatus BpAONServiceCallBack::onAONEvent(int64_t in_clientHandle,
                                                       const AONCallBackInfo& in_info) {
     return host::Transact<IAONServiceCallBack>(
-            asBinder(), Spec("onAONEvent", 8 + internal::ParcelSize(in_info)),
+            asBinder(), Request("onAONEvent", 8 + internal::ParcelSize(in_info)),
             [&](IAONServiceCallBack& callee) {
                 // The callee's own copy, as after unparcelling.
                 const AONCallBackInfo info = in_info;
@@ -37,7 +37,7 @@ BpAONServiceCallBack::~BpAONServiceCallBack() = default;
 ::ndk::ScopedAStatus BpAONServiceCallBack::onAONSensorEvent(int64_t in_clientHandle,
                                                             const AONSensorStateInfo& in_info) {
     return host::Transact<IAONServiceCallBack>(
-            asBinder(), Spec("onAONSensorEvent", 8 + internal::ParcelSize(in_info)),
+            asBinder(), Request("onAONSensorEvent", 8 + internal::ParcelSize(in_info)),
             [&](IAONServiceCallBack& callee) {
                 const AONSensorStateInfo info = in_info;
                 return callee.onAONSensorEvent(in_clientHandle, info);
@@ -55,7 +55,7 @@ BpAONServiceCallBack::~BpAONServiceCallBack() = default;
     }
     int32_t version = 0;
     ::ndk::ScopedAStatus status = host::Transact<IAONServiceCallBack>(
-            asBinder(), Spec("getInterfaceVersion", 0),
+            asBinder(), Request("getInterfaceVersion", 0),
             [&](IAONServiceCallBack& callee) { return callee.getInterfaceVersion(&version); },
             [] { return size_t{4}; });
     if (status.isOk()) {
@@ -76,7 +76,7 @@ BpAONServiceCallBack::~BpAONServiceCallBack() = default;
     }
     std::string hash;
     ::ndk::ScopedAStatus status = host::Transact<IAONServiceCallBack>(
-            asBinder(), Spec("getInterfaceHash", 0),
+            asBinder(), Request("getInterfaceHash", 0),
             [&](IAONServiceCallBack& callee) { return callee.getInterfaceHash(&hash); },
             [&] { return host::ParcelStringSize(hash); });
     if (status.isOk()) {

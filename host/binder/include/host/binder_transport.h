@@ -19,7 +19,7 @@ namespace host {
 
 // What a proxy's call puts into its parcel: the method's name, the data bytes (the interface
 // token included) and the binder objects among them.
-struct TransactionSpec {
+struct TransactionRequest {
     const char* method = "";
     size_t dataBytes = 0;
     size_t objects = 0;
@@ -42,7 +42,7 @@ namespace internal {
 // (or destruction).
 class Transaction final {
   public:
-    Transaction(AIBinder* binder, const char* descriptor, const TransactionSpec& spec);
+    Transaction(AIBinder* binder, const char* descriptor, const TransactionRequest& request);
     ~Transaction();
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
@@ -62,18 +62,18 @@ class Transaction final {
 }  // namespace internal
 
 // Calls `call(object)` on the object of interface I behind `binder`, as a synchronous
-// transaction of `spec`: a dead binder answers STATUS_DEAD_OBJECT and a request or reply that
+// transaction of `request`: a dead binder answers STATUS_DEAD_OBJECT and a request or reply that
 // does not fit its buffer STATUS_FAILED_TRANSACTION, neither reaching the object; an object of
 // another interface answers STATUS_BAD_TYPE. As on a device, a transport failure returned by the
 // callee reaches the caller as that status without its message. `call` gets the object and must
 // hand it copies of the caller's records (the callee gets its own, as after unparcelling);
 // `resultBytes()` is asked after a successful call for the parcel size of what it returns.
 template <typename I, typename Call, typename ResultBytes>
-ndk::ScopedAStatus Transact(const ndk::SpAIBinder& binder, const TransactionSpec& spec, Call&& call,
-                            ResultBytes&& resultBytes) {
+ndk::ScopedAStatus Transact(const ndk::SpAIBinder& binder, const TransactionRequest& request,
+                            Call&& call, ResultBytes&& resultBytes) {
     if (binder.get() == nullptr) return ndk::ScopedAStatus::fromStatus(STATUS_UNEXPECTED_NULL);
     if (!AIBinder_isAlive(binder.get())) return ndk::ScopedAStatus::fromStatus(STATUS_DEAD_OBJECT);
-    internal::Transaction transaction(binder.get(), I::descriptor, spec);
+    internal::Transaction transaction(binder.get(), I::descriptor, request);
     if (!transaction.accepted()) return ndk::ScopedAStatus::fromStatus(STATUS_FAILED_TRANSACTION);
     std::shared_ptr<ndk::ICInterface> object = ObjectBehindBinder(binder.get());
     std::shared_ptr<I> target = std::dynamic_pointer_cast<I>(object);

@@ -92,6 +92,11 @@ TEST_F(NestedCallTest, ClientAnsweringBusyWithACallRunsNestedOnTheOpenWorkersThr
     }
     EXPECT_THAT(requests, ElementsAre("onAONSensorEvent 0->4242 depth 1",
                                       "getAonSensorInfoList 4242->0 nested depth 2"));
+    // The client goes, then the camera closes, which waits for the open worker: the last
+    // references to the client, and through its proxy to the service, are dropped here rather
+    // than on the worker.
+    EXPECT_THAT(mService->unregisterClient(handle), IsOk());
+    tarvo::aon::AONManager::GetSingleton()->NotifyClose(10);
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 // aon_test::TransactionLog: while it lives, keeps every request and reply the host binder reports
-// (host::SetTransactionObserver), from whatever thread makes them.
+// (host::SetTransactionObserver), from whatever thread makes them. A thread that was already
+// reporting when the log went still finds the records it writes to.
 #pragma once
 
 #include <android-base/thread_annotations.h>
 #include <host/binder_control.h>
 
+#include <memory>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -14,9 +16,9 @@ namespace aon_test {
 class TransactionLog final {
   public:
     TransactionLog() {
-        host::SetTransactionObserver([this](const host::TransactionRecord& record) {
-            std::lock_guard<std::mutex> guard(mLock);
-            mRecords.push_back(record);
+        host::SetTransactionObserver([records = mRecords](const host::TransactionRecord& record) {
+            std::lock_guard<std::mutex> guard(records->lock);
+            records->list.push_back(record);
         });
     }
     ~TransactionLog() { host::SetTransactionObserver(nullptr); }
@@ -25,13 +27,16 @@ class TransactionLog final {
 
     // What was reported since the last Take(), in order.
     std::vector<host::TransactionRecord> Take() {
-        std::lock_guard<std::mutex> guard(mLock);
-        return std::exchange(mRecords, {});
+        std::lock_guard<std::mutex> guard(mRecords->lock);
+        return std::exchange(mRecords->list, {});
     }
 
   private:
-    std::mutex mLock;
-    std::vector<host::TransactionRecord> mRecords GUARDED_BY(mLock);
+    struct Records {
+        std::mutex lock;
+        std::vector<host::TransactionRecord> list GUARDED_BY(lock);
+    };
+    const std::shared_ptr<Records> mRecords = std::make_shared<Records>();
 };
 
 }  // namespace aon_test

@@ -76,8 +76,9 @@ struct TransactionRecord {
 };
 
 // Told of every request as it starts (accepted or refused) and of every reply, on the calling
-// thread, with no lock of the binder held. Null removes the observer. The observer may make
-// binder calls of its own and look at the transactions; it must not set another observer.
+// thread, with no lock of the binder held. Null removes the observer; a thread that took the
+// previous one just before may still call it once, so what it captures must outlive that. The
+// observer may make binder calls of its own and look at the transactions.
 using TransactionObserver = std::function<void(const TransactionRecord&)>;
 void SetTransactionObserver(TransactionObserver observer);
 

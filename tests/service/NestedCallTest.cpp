@@ -85,10 +85,7 @@ TEST_F(NestedCallTest, ClientAnsweringBusyWithACallRunsNestedOnTheOpenWorkersThr
     for (const host::TransactionRecord& record : log.Take()) {
         if (record.reply) continue;
         EXPECT_EQ(record.thread, answer->thread) << record.method;
-        requests.push_back(std::string(record.method) + " " + std::to_string(record.callerPid) +
-                           "->" + std::to_string(record.targetPid) +
-                           (record.nested ? " nested" : "") + " depth " +
-                           std::to_string(record.depth));
+        requests.push_back(TransactionLog::RequestText(record));
     }
     EXPECT_THAT(requests, ElementsAre("onAONSensorEvent 0->4242 depth 1",
                                       "getAonSensorInfoList 4242->0 nested depth 2"));

@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -29,6 +30,13 @@ class TransactionLog final {
     std::vector<host::TransactionRecord> Take() {
         std::lock_guard<std::mutex> guard(mRecords->lock);
         return std::exchange(mRecords->list, {});
+    }
+
+    // A request as "method caller->target [nested] depth N".
+    static std::string RequestText(const host::TransactionRecord& record) {
+        return std::string(record.method) + " " + std::to_string(record.callerPid) + "->" +
+               std::to_string(record.targetPid) + (record.nested ? " nested" : "") + " depth " +
+               std::to_string(record.depth);
     }
 
   private:

@@ -8,7 +8,9 @@
 // The record is exactly sizeof(aov_event) on the heap, so AddressSanitizer catches a read past it.
 // After each record the delivered results must be exactly those the record calls for: the
 // detector entries its bits and size select, the image entries, and keys 0, 1, 2 last, each with
-// the record's values. Anything else aborts.
+// the record's values. A client in another process receives the event exactly when its
+// transaction fits the client's binder buffer; the transport refuses the others, as a device
+// does. Anything else aborts.
 #include <cutils/properties.h>
 
 #include <algorithm>
@@ -23,6 +25,8 @@
 #include "fuzz/common/FuzzInput.h"
 #include "fuzz/common/Harness.h"
 #include "host/EventBuilder.h"
+#include "host/binder_control.h"
+#include "host/binder_parcel.h"
 #include "manager/AONManager.h"
 #include "tests/support/FakeServiceCallback.h"
 
@@ -32,6 +36,7 @@ using namespace tarvo::aon;
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONResult;
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
+using ::aidl::vendor::tarvo::hardware::camera::aon::IAONServiceCallBack;
 using Tag = ::aidl::vendor::tarvo::hardware::camera::aon::AONResultValue::Tag;
 using fuzz::Fail;
 using host::ImageBlock;
@@ -256,19 +261,30 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (harness->registry->RegisterClient(client.proxy, &handle) != 0 || handle != 1) {
             Fail("the fuzzing client could not register");
         }
+        const uint64_t refusedBefore = host::FailedTransactionCount();
         if (route == Route::kRegistry) {
             harness->throughRegistry->onCallback(&event);
         } else {
             harness->manager->onCallback(&event);
         }
         harness->registry->UnregisterClient(handle);
-        // One thread, no lock held by anyone: nothing may be dropped.
+        // One thread, no lock held by anyone: nothing may be dropped, but an event larger than
+        // the client's binder buffer, which the transport refuses as a device's kernel does.
+        const bool refused = host::FailedTransactionCount() != refusedBefore;
         const auto events = client.fake->events();
-        if (events.size() != 1 || events[0].clientHandle != 1) {
-            Fail("the client received %zu records for one (handle %lld)", events.size(),
-                 events.empty() ? 0LL : static_cast<long long>(events[0].clientHandle));
+        if (events.size() != (refused ? 0u : 1u) || (!refused && events[0].clientHandle != 1)) {
+            Fail("the client received %zu records for one (handle %lld, refused %d)", events.size(),
+                 events.empty() ? 0LL : static_cast<long long>(events[0].clientHandle), refused);
         }
-        CheckResults(events[0].info, event);
+        if (refused) harness->direct->onCallback(&event);  // what the client would have had
+        const AONCallBackInfo& info = refused ? harness->recorder->last : events[0].info;
+        const size_t bytes =
+                host::InterfaceTokenSize(IAONServiceCallBack::descriptor) + 8 +
+                ::aidl::vendor::tarvo::hardware::camera::aon::internal::ParcelSize(info);
+        if ((host::KernelCharge(bytes, 0) > host::kBinderBufferBytes) != refused) {
+            Fail("an onAONEvent of %zu bytes was %s", bytes, refused ? "refused" : "delivered");
+        }
+        CheckResults(info, event);
     }
 
     // The next input starts from the same record.

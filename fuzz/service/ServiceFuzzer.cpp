@@ -16,7 +16,8 @@
 //   - the registry holds a client exactly when the session says one is registered;
 //   - a client that is not registered, or whose death was handled, receives nothing; a frame the
 //     stream delivers reaches the registered client (if it lives and answers pings) exactly once,
-//     with keys 0, 1, 2 last.
+//     with keys 0, 1, 2 last; its event fits the client's binder buffer, so the transport never
+//     refuses it.
 // A broken invariant aborts.
 //
 // The singletons live across inputs. Each input therefore ends by closing what it opened, killing
@@ -378,7 +379,10 @@ class Session final {
         mWorld.frame.frame(in.U32(), 640, 480).serviceType(serviceType);
         const Client* target = mRegistered >= 0 ? mClients[mRegistered].get() : nullptr;
         const size_t before = target != nullptr ? target->remote.fake->eventCount() : 0;
+        const uint64_t refusedBefore = host::FailedTransactionCount();
         const bool delivered = mWorld.stream.DeliverEvent(mWorld.frame.event());
+        // Its events are far smaller than a client's binder buffer: the transport refuses none.
+        if (host::FailedTransactionCount() != refusedBefore) Fail("the transport refused an event");
         if (target == nullptr) return;  // the step's check: nobody received it
 
         // No other thread holds a lock now: a delivered frame is never dropped on the way.

@@ -38,6 +38,12 @@ bool BinderRegistry::IsRemote(const AIBinder* binder) const {
     return state != nullptr && state->pid > 0;
 }
 
+int BinderRegistry::ProcessOf(const AIBinder* binder) const {
+    std::lock_guard<std::mutex> guard(mLock);
+    const State* state = FindLocked(binder);
+    return state == nullptr ? 0 : state->pid;
+}
+
 bool BinderRegistry::IsAlive(const AIBinder* binder) const {
     std::lock_guard<std::mutex> guard(mLock);
     const State* state = FindLocked(binder);

@@ -28,6 +28,8 @@ class BinderRegistry final {
     void Remove(const AIBinder* binder) EXCLUDES(mLock);
 
     bool IsRemote(const AIBinder* binder) const EXCLUDES(mLock);
+    // The simulated process of `binder`; 0 (this process) for one that is local or unknown.
+    int ProcessOf(const AIBinder* binder) const EXCLUDES(mLock);
     bool IsAlive(const AIBinder* binder) const EXCLUDES(mLock);
     binder_status_t Ping(const AIBinder* binder) const EXCLUDES(mLock);
     binder_status_t LinkToDeath(const AIBinder* binder, AIBinder_DeathRecipient* recipient,

@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include <aidl/vendor/tarvo/hardware/camera/aon/BnAONService.h>
 #include <aidl/vendor/tarvo/hardware/camera/aon/IAONService.h>
 
 #include "host/binder_control.h"
+#include "tests/host/RecordingService.h"
 #include "tests/support/FakeServiceCallback.h"
 #include "tests/support/StatusMatchers.h"
 
@@ -19,58 +19,6 @@ namespace {
 
 using namespace ::aidl::vendor::tarvo::hardware::camera::aon;
 using ::testing::ElementsAre;
-
-// A service that records each call it gets as text and answers with a preset status.
-class RecordingService final : public BnAONService {
-  public:
-    ndk::ScopedAStatus registerClient(const std::shared_ptr<IAONServiceCallBack>& callback,
-                                      int32_t serviceType, int64_t* handle) override {
-        this->callback = callback;
-        *handle = 5;
-        return Answer("registerClient(" + std::to_string(callback != nullptr) + ", " +
-                      std::to_string(serviceType) + ")");
-    }
-    ndk::ScopedAStatus getAonSensorInfoList(std::vector<AONSensorInfo>* sensors) override {
-        sensors->push_back({3, 0, 0, 0, {}});
-        return Answer("getAonSensorInfoList()");
-    }
-    ndk::ScopedAStatus subscribeSensor(int64_t handle, const SensorConfigInfo& config) override {
-        return Answer("subscribeSensor(" + std::to_string(handle) + ", " + config.toString() + ")");
-    }
-    ndk::ScopedAStatus startService(int64_t handle, int32_t serviceType) override {
-        return Answer("startService(" + std::to_string(handle) + ", " +
-                      std::to_string(serviceType) + ")");
-    }
-    ndk::ScopedAStatus stopService(int64_t handle, int32_t serviceType) override {
-        return Answer("stopService(" + std::to_string(handle) + ", " +
-                      std::to_string(serviceType) + ")");
-    }
-    ndk::ScopedAStatus unsubscribeSensor(int64_t handle) override {
-        return Answer("unsubscribeSensor(" + std::to_string(handle) + ")");
-    }
-    ndk::ScopedAStatus unregisterClient(int64_t handle) override {
-        return Answer("unregisterClient(" + std::to_string(handle) + ")");
-    }
-
-    // A proxy for this service as another process sees it.
-    std::shared_ptr<IAONService> RemoteProxy() {
-        ndk::SpAIBinder binder = asBinder();
-        host::SetBinderProcess(binder.get(), 77);
-        return IAONService::fromBinder(binder);
-    }
-
-    std::vector<std::string> calls;
-    std::shared_ptr<IAONServiceCallBack> callback;
-    int32_t errorCode = 0;  // answered with errorMessage when not 0
-
-  private:
-    ndk::ScopedAStatus Answer(std::string call) {
-        calls.push_back(std::move(call));
-        return errorCode == 0 ? ndk::ScopedAStatus::ok()
-                              : ndk::ScopedAStatus::fromServiceSpecificErrorWithMessage(
-                                        errorCode, "aon manager is null");
-    }
-};
 
 TEST(AidlInterfaceTest, VersionAndHashAnsweredLocallyAndThroughProxy) {
     auto service = ndk::SharedRefBase::make<RecordingService>();
@@ -154,7 +102,7 @@ TEST(AidlInterfaceTest, ServiceProxyForwardsEachMethodToItsOwnCallAndCarriesErro
     EXPECT_EQ(5, handle);
     std::vector<AONSensorInfo> infos;
     EXPECT_THAT(proxy->getAonSensorInfoList(&infos), IsOk());
-    EXPECT_THAT(infos, ElementsAre(AONSensorInfo{3, 0, 0, 0, {}}));
+    EXPECT_THAT(infos, ElementsAre(AONSensorInfo{3, 0, 0, 0, {{640, 480, {5, 10, 15}}}}));
     EXPECT_THAT(proxy->subscribeSensor(1, config), IsOk());
     EXPECT_THAT(proxy->startService(1, 4), IsOk());
     EXPECT_THAT(proxy->stopService(1, 8), IsOk());

@@ -4,14 +4,19 @@
 // the stream's sensor and on another one. A watchdog turns a stall of any of these threads into a
 // failure with every thread's stack.
 //
+// Every 16th frame carries a 1280x720 image from the debug image block: its event is larger than a
+// client's whole binder buffer, so the transport refuses it, as a device's kernel does, and no
+// client may receive one.
+//
 // At the end it reports how many frames the stream took, how many reached clients, and how many
 // were dropped on the way (the "onCallback can not get lock" and "OnAONEvent try_lock failed"
-// lines). Run it under the asan and tsan presets as well: the event paths, the open/close workers
-// and client deaths then meet in every order the scheduler finds.
+// lines) or refused by the transport. Run it under the asan and tsan presets as well: the event
+// paths, the open/close workers and client deaths then meet in every order the scheduler finds.
 //
 // Environment: AON_SOAK_SECONDS (default 5) is the duration, AON_SOAK_STALL_SECONDS (default 20)
 // the watchdog's bound.
 #include <android/log.h>
+#include <cutils/properties.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -36,6 +41,7 @@
 #include "host/FakeAovStream.h"
 #include "host/FakeModuleHelper.h"
 #include "host/binder_control.h"
+#include "host/binder_parcel.h"
 #include "manager/AONManager.h"
 #include "service/AONService.h"
 #include "tests/soak/Watchdog.h"
@@ -45,6 +51,7 @@ namespace aon_test {
 namespace {
 
 using ::aidl::vendor::tarvo::hardware::camera::aon::SensorConfigInfo;
+using Tag = ::aidl::vendor::tarvo::hardware::camera::aon::AONResultValue::Tag;
 using Clock = std::chrono::steady_clock;
 using Count = std::atomic<unsigned long long>;
 using tarvo::aon::AONManager;
@@ -67,6 +74,17 @@ Count gLogLines{0};
 Count gLogErrors{0};
 Count gManagerDrops{0};   // "onCallback can not get lock"
 Count gRegistryDrops{0};  // "OnAONEvent try_lock failed"
+Count gRefused{0};        // events larger than a client's binder buffer, refused by the transport
+Count gWrongRefusals{0};  // anything else the transport refused
+
+// Only an event larger than the client's whole buffer may be refused: one frame is in flight at a
+// time, and the rest of the traffic is a few hundred bytes.
+void CountRefusals(const host::TransactionRecord& record) {
+    if (record.status == STATUS_OK) return;
+    const bool large = !record.reply && std::strcmp(record.method, "onAONEvent") == 0 &&
+                       record.charge > host::kBinderBufferBytes;
+    (large ? gRefused : gWrongRefusals).fetch_add(1, std::memory_order_relaxed);
+}
 
 // Relaxed: the logger must not order the threads that log, or ThreadSanitizer would miss races.
 void CountingLogger(const struct __android_log_message* line) {
@@ -106,6 +124,7 @@ struct Soak {
     Count framesTaken{0};  // the stream was running and called the manager
     Count framesReceived{0};
     Count malformed{0};
+    Count tooLarge{0};  // events with the large image that reached a client
     Count sessions{0};
     Count deaths{0};
     Count cameraCycles{0};
@@ -119,9 +138,14 @@ struct Soak {
 };
 
 void VendorThread(Soak& soak, std::atomic<uint64_t>& progress) {
-    host::EventBuilder frame;
-    frame.fullApuOutputSize().serviceType(0xF).imagePattern(host::ImageBlock::kImage, 64, 48, 1);
+    host::EventBuilder small;
+    host::EventBuilder large;
+    small.fullApuOutputSize().serviceType(0xF).imagePattern(host::ImageBlock::kDebugImage, 64, 48,
+                                                            1);
+    large.fullApuOutputSize().serviceType(0xF).imagePattern(host::ImageBlock::kDebugImage, 1280,
+                                                            720, 1);
     for (uint32_t frameId = 1; !soak.stop; ++frameId) {
+        host::EventBuilder& frame = frameId % 16 == 0 ? large : small;
         frame.frame(frameId, 640, 480);
         ++soak.framesOffered;
         if (soak.stream.DeliverEvent(frame.event())) {
@@ -169,6 +193,13 @@ void BinderThread(Soak& soak, std::atomic<uint64_t>& progress, unsigned seed) {
             return results.size() < 3 || results[results.size() - 3].key != 0 ||
                    results[results.size() - 2].key != 1 || results.back().key != 2;
         });
+        soak.tooLarge += std::count_if(events.begin(), events.end(), [](const auto& event) {
+            const auto& results = event.info.results;
+            return std::any_of(results.begin(), results.end(), [](const auto& result) {
+                return result.key == 701 && result.value.getTag() == Tag::intValue &&
+                       result.value.template get<Tag::intValue>() == 720;
+            });
+        });
         ++soak.sessions;
     }
 }
@@ -191,6 +222,8 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
     const double stallSeconds = SecondsFromEnv("AON_SOAK_STALL_SECONDS", 20);
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
     __android_log_set_logger(&CountingLogger);
+    host::SetTransactionObserver(&CountRefusals);
+    property_set("vendor.debug.camera.utils.AovDebugBuffer", "2");  // images from the debug block
     host::FakeAovStream::Get().SetSensors(
             {{0, {host::MakeSensorInfo(640, 480, 5, {10, 15, 30})}},
              {1, {host::MakeSensorInfo(320, 240, 9, {15})}}});
@@ -220,19 +253,24 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
 
         const unsigned long long taken = soak.framesTaken, received = soak.framesReceived;
         const unsigned long long managerDrops = gManagerDrops, registryDrops = gRegistryDrops;
-        std::printf("soak: %.1f s, %llu frames offered, %llu taken by the stream (%.0f/s), %llu "
-                    "received by clients (%.0f/s), %llu dropped by the manager (\"onCallback can "
-                    "not get lock\"), %llu dropped by the registry (\"OnAONEvent try_lock "
-                    "failed\"); %llu client sessions, %llu deaths, %llu camera open/close cycles, "
-                    "%llu log lines (%llu errors)\n",
-                    elapsed, soak.framesOffered.load(), taken, taken / elapsed, received,
-                    received / elapsed, managerDrops, registryDrops, soak.sessions.load(),
-                    soak.deaths.load(), soak.cameraCycles.load(), gLogLines.load(),
-                    gLogErrors.load());
+        const unsigned long long refused = gRefused;
+        std::printf(
+                "soak: %.1f s, %llu frames offered, %llu taken by the stream (%.0f/s), %llu "
+                "received by clients (%.0f/s), %llu dropped by the manager (\"onCallback can "
+                "not get lock\"), %llu dropped by the registry (\"OnAONEvent try_lock "
+                "failed\"), %llu refused by the transport (larger than the client's binder "
+                "buffer); %llu client sessions, %llu deaths, %llu camera open/close cycles, "
+                "%llu log lines (%llu errors)\n",
+                elapsed, soak.framesOffered.load(), taken, taken / elapsed, received,
+                received / elapsed, managerDrops, registryDrops, refused, soak.sessions.load(),
+                soak.deaths.load(), soak.cameraCycles.load(), gLogLines.load(), gLogErrors.load());
         std::fflush(stdout);
 
-        // A frame reaches at most the one registered client, or is dropped on the way, once.
-        EXPECT_LE(received + managerDrops + registryDrops, taken);
+        // A frame reaches at most the one registered client, or is dropped or refused on the
+        // way, once; a refused one never reaches it.
+        EXPECT_LE(received + managerDrops + registryDrops + refused, taken);
+        EXPECT_EQ(gWrongRefusals.load(), 0u) << "the transport refused what fits a buffer";
+        EXPECT_EQ(soak.tooLarge.load(), 0u) << "an event larger than the buffer reached a client";
         EXPECT_EQ(soak.malformed.load(), 0u) << "events whose results do not end with 0, 1, 2";
         EXPECT_GT(received, 0u) << "no frame reached a client: the soak exercised nothing";
         EXPECT_GT(soak.sessions.load(), 0u);
@@ -251,6 +289,7 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
     EXPECT_FALSE(RemoteCallbackManager::GetSingleton()->CheckClientHandleRegistered(1))
             << "a client outlived its process";
     soak.service.reset();
+    host::SetTransactionObserver(nullptr);
     __android_log_set_logger(__android_log_stderr_logger);
 }
 

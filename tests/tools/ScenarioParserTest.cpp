@@ -46,7 +46,14 @@ TEST_P(ScenarioParserErrorTest, NamesTheLineAndWhatWasExpected) {
 const BadLine kBadLines[] = {
         {"TypoInAction", "client app\napp strat 0xF\n",
          "t.aonsim:2: expected a client action (register, list, subscribe, start, stop, "
-         "unsubscribe, unregister, dies or ping), got 'strat'"},
+         "unsubscribe, unregister, dies, ping or on), got 'strat'"},
+        {"AnswerThatIsNoCall", "client app\napp on event dies\n",
+         "t.aonsim:2: expected the client's answer (register, list, subscribe, start, stop, "
+         "unsubscribe, unregister, hang or nothing), got 'dies'"},
+        {"AnswerToAStateWithoutIt", "client app\napp on state list\n",
+         "t.aonsim:2: expected a sensor state such as 2, got 'list'"},
+        {"AnswerCallWithoutItsMask", "client app\napp on state 0 start -> ok\n",
+         "t.aonsim:2: expected a service-type mask such as 0xF, got '->'"},
         {"TypoInCommand", "# a comment\n\nclinet app\n",
          "t.aonsim:3: expected a command (property, vendor, client, camera, frame, frames, wait, "
          "note, expect) or a declared client, got 'clinet'"},
@@ -152,6 +159,33 @@ TEST(ScenarioParserTest, ReadsCallsWithTheirArgumentsAndResults) {
 
     // A mask keeps its bits up to 0xFFFFFFFF.
     EXPECT_EQ(std::get<ClientCall>(scenario.commands[3].body).serviceType, INT32_MIN);
+}
+
+TEST(ScenarioParserTest, ReadsAnswersToCallbacksAndTheirCalls) {
+    const Scenario scenario =
+            Parsed("client app\n"
+                   "app on state 0 start 0x3 -> ok\n"
+                   "app on event hang\n"
+                   "app on state 2 nothing\n"
+                   "expect app failed-transactions 3\n");
+    ASSERT_EQ(scenario.commands.size(), 5u);
+    const auto& restart = std::get<ClientReaction>(scenario.commands[1].body);
+    EXPECT_EQ(restart.trigger, ClientReaction::Trigger::kState);
+    EXPECT_EQ(restart.state, 0);
+    EXPECT_EQ(restart.answer, ClientReaction::Answer::kCall);
+    EXPECT_EQ(restart.call.client, "app");
+    EXPECT_EQ(restart.call.method, ClientMethod::kStart);
+    EXPECT_EQ(restart.call.serviceType, 3);
+    EXPECT_EQ(restart.call.expect.kind, CallExpectation::Kind::kOk);
+    const auto& hang = std::get<ClientReaction>(scenario.commands[2].body);
+    EXPECT_EQ(hang.trigger, ClientReaction::Trigger::kEvent);
+    EXPECT_EQ(hang.answer, ClientReaction::Answer::kHang);
+    EXPECT_EQ(std::get<ClientReaction>(scenario.commands[3].body).answer,
+              ClientReaction::Answer::kNothing);
+    const auto& failed = std::get<ExpectCount>(scenario.commands[4].body);
+    EXPECT_EQ(failed.what, ExpectCount::What::kFailedTransactions);
+    EXPECT_EQ(failed.count, 3);
+    EXPECT_FALSE(IsExpectation(scenario.commands[1].body));
 }
 
 TEST(ScenarioParserTest, ReadsFramesCameraVendorAndExpectations) {

@@ -125,13 +125,58 @@ TEST_F(TextRendererTest, StatusesRenderAsTheScenarioLanguageWritesResults) {
     VirtualClock clock;
     aon_tools::Console console(mFile);
     TextRenderer renderer(console, {false, "aon-sim"});
-    StatusEntry status{"app", "registerClient", {}, 1, std::nullopt};
+    StatusEntry status{"app", "registerClient", "aon-sim", {}, 1, std::nullopt};
     EXPECT_EQ(renderer.Render(status), "  app  registerClient -> ok, handle 1");
+    status.thread = "AONManager";  // a client answering a callback on the library's thread
+    EXPECT_EQ(renderer.Render(status), "  app  registerClient -> ok, handle 1  [AONManager]");
+    status.thread = "aon-sim";
     status.handle.reset();
     status.result = {-8, 2, 0, "some type not support"};
     EXPECT_EQ(renderer.Render(status), "  app  registerClient -> error 2 \"some type not support\"");
     status.result = {-3, 0, 0, ""};
     EXPECT_EQ(renderer.Render(status), "  app  registerClient -> exception EX_ILLEGAL_ARGUMENT");
+}
+
+TEST_F(TextRendererTest, RefusedAndNestedTransactionsSayWhoWaitsAndWhatWasLost) {
+    aon_tools::Console console(mFile);
+    TextRenderer renderer(console, {false, "aon-sim"});
+    TransactionEntry refused{
+            "onAONEvent", "camera process", "app",   "aon-sim", false, true,
+            1382620,      1382624,          1040384, 1040384,   "",    "app misses frame 3"};
+    EXPECT_EQ(renderer.Render(refused),
+              "  binder  onAONEvent camera process -> app refused: 1382620 bytes, charge 1382624 > "
+              "1040384 free of app's 1040384-byte buffer (FAILED_TRANSACTION); app misses frame 3");
+    TransactionEntry reply{"startService",
+                           "app",
+                           "camera process",
+                           "aon-sim",
+                           true,
+                           true,
+                           4,
+                           8,
+                           0,
+                           1040384,
+                           "",
+                           "app's call fails after camera process ran it"};
+    EXPECT_EQ(renderer.Render(reply),
+              "  binder  reply of startService app <- camera process refused: 4 bytes, charge 8 > "
+              "0 free of app's 1040384-byte buffer (FAILED_TRANSACTION); app's call fails after "
+              "camera process ran it");
+    TransactionEntry nested{"startService",
+                            "app",
+                            "camera process",
+                            "AONManager",
+                            false,
+                            false,
+                            120,
+                            120,
+                            1040384,
+                            1040384,
+                            "onAONSensorEvent to app",
+                            ""};
+    EXPECT_EQ(renderer.Render(nested),
+              "  binder  startService app -> camera process runs nested on thread AONManager, "
+              "which waits for onAONSensorEvent to app");
 }
 
 TEST(CallResultCheckTest, SaysWhatWasExpectedAndWhatCame) {

@@ -214,11 +214,17 @@ std::optional<std::string> CheckExpectation(const CommandBody& body, const Check
         return Fail(StatesText(states->states), StatesText(received));
     }
     if (const auto* count = std::get_if<ExpectCount>(&body)) {
-        const bool events = count->what == ExpectCount::What::kEvents;
-        const int64_t actual = events ? view->object->eventCount() : view->dropped;
+        int64_t actual = view->object->eventCount();
+        const char* what = " events";
+        if (count->what == ExpectCount::What::kDropped) {
+            actual = view->dropped;
+            what = " dropped";
+        } else if (count->what == ExpectCount::What::kFailedTransactions) {
+            actual = view->failedTransactions;
+            what = " failed transactions";
+        }
         if (actual == count->count) return std::nullopt;
-        return Fail(std::to_string(count->count) + (events ? " events" : " dropped"),
-                    std::to_string(actual));
+        return Fail(std::to_string(count->count) + what, std::to_string(actual));
     }
     if (const auto* handle = std::get_if<ExpectHandle>(&body)) {
         if (view->handle == handle->handle) return std::nullopt;

@@ -45,13 +45,15 @@ void WriteBody(aon_tools::JsonWriter& json, const TraceBody& body) {
         json.Key("kind").String("note").Key("text").String(note->text);
     } else if (const auto* status = std::get_if<StatusEntry>(&body)) {
         json.Key("kind").String("status").Key("client").String(status->client);
-        json.Key("method").String(status->method);
+        json.Key("method").String(status->method).Key("thread").String(status->thread);
         WriteResult(json, status->result);
         if (status->handle) json.Key("clientHandle").Int(*status->handle);
         if (status->sensors) WriteSensors(json, *status->sensors);
     } else if (const auto* event = std::get_if<EventEntry>(&body)) {
         json.Key("kind").String("event").Key("client").String(event->client);
-        json.Key("thread").String(event->thread).Key("clientHandle").Int(event->handle);
+        json.Key("thread").String(event->thread);
+        if (event->bytes > 0) json.Key("bytes").Int(static_cast<int64_t>(event->bytes));
+        json.Key("clientHandle").Int(event->handle);
         json.Key("serviceType").Int(event->serviceType).Key("results").BeginArray();
         for (const aon_tools::ResultItem& item : event->results) {
             json.BeginObject().Key("key").Int(item.key).Key("type").String(item.type);
@@ -62,7 +64,9 @@ void WriteBody(aon_tools::JsonWriter& json, const TraceBody& body) {
         json.EndArray();
     } else if (const auto* state = std::get_if<SensorStateEntry>(&body)) {
         json.Key("kind").String("sensorState").Key("client").String(state->client);
-        json.Key("thread").String(state->thread).Key("clientHandle").Int(state->handle);
+        json.Key("thread").String(state->thread);
+        if (state->bytes > 0) json.Key("bytes").Int(static_cast<int64_t>(state->bytes));
+        json.Key("clientHandle").Int(state->handle);
         json.Key("sensorId").Int(state->sensorId).Key("state").Int(state->state);
     } else if (const auto* call = std::get_if<VendorEntry>(&body)) {
         json.Key("kind").String("vendor").Key("call").String(call->call);
@@ -103,6 +107,17 @@ void WriteBody(aon_tools::JsonWriter& json, const TraceBody& body) {
     } else if (const auto* drop = std::get_if<DropEntry>(&body)) {
         json.Key("kind").String("drop").Key("client").String(drop->client);
         json.Key("frameId").Int(drop->frameId).Key("reason").String(drop->reason);
+    } else if (const auto* t = std::get_if<TransactionEntry>(&body)) {
+        json.Key("kind").String("transaction").Key("method").String(t->method);
+        json.Key("caller").String(t->caller).Key("target").String(t->target);
+        json.Key("thread").String(t->thread).Key("reply").Bool(t->reply);
+        json.Key("refused").Bool(t->refused).Key("nested").Bool(!t->refused);
+        json.Key("bytes").Int(static_cast<int64_t>(t->bytes));
+        json.Key("charge").Int(static_cast<int64_t>(t->charge));
+        json.Key("free").Int(static_cast<int64_t>(t->free));
+        json.Key("limit").Int(static_cast<int64_t>(t->limit));
+        if (!t->waitsFor.empty()) json.Key("waitsFor").String(t->waitsFor);
+        if (!t->missed.empty()) json.Key("missed").String(t->missed);
     } else {
         const auto& expect = std::get<ExpectEntry>(body);
         json.Key("kind").String("expect").Key("line").Int(expect.line);
@@ -132,6 +147,7 @@ void JsonRenderer::WriteSummary(const Summary& summary) {
     for (const ClientSummary& client : summary.clients) {
         json.BeginObject().Key("name").String(client.name).Key("pid").Int(client.pid);
         json.Key("events").Int(client.events).Key("dropped").Int(client.dropped);
+        json.Key("failedTransactions").Int(client.failedTransactions);
         json.Key("states").BeginArray();
         for (const auto& [sensor, state] : client.states) {
             json.BeginObject().Key("sensorId").Int(sensor).Key("state").Int(state).EndObject();

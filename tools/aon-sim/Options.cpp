@@ -25,7 +25,8 @@ const char* Usage() {
            "  -h, --help            this text\n"
            "\n"
            "Exit status: 0 done, 1 an expectation failed, 2 a scenario or the command line is\n"
-           "malformed (nothing has run).\n";
+           "malformed (nothing has run), 3 a step did not finish within 4 s (stuck threads on\n"
+           "stderr).\n";
 }
 
 bool ParseOptions(int argc, char** argv, Options* options, std::string* error) {

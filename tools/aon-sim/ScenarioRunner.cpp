@@ -24,13 +24,14 @@ bool NeedsService(const CommandBody& body) {
 
 ScenarioRunner::ScenarioRunner(const Scenario& scenario, Simulation& simulation,
                                host::SimulatedAovStream& stream, host::FakeAovStream& vendor,
-                               Trace& trace, VirtualClock& clock)
+                               Trace& trace, VirtualClock& clock, StepWatchdog* watchdog)
     : mScenario(scenario),
       mSimulation(simulation),
       mStream(stream),
       mVendor(vendor),
       mTrace(trace),
       mClock(clock),
+      mWatchdog(watchdog),
       mSensors(aon_tools::DefaultSensors()) {}
 
 bool ScenarioRunner::Run(std::string* failure) {
@@ -59,14 +60,23 @@ bool ScenarioRunner::Run(std::string* failure) {
             *failure = where + "expected the service to be registered, got none";
             return false;
         }
+        if (mWatchdog != nullptr) {
+            mWatchdog->Begin(mScenario.path + ":" + std::to_string(command.line), command.text);
+        }
         const aon_tools::ThreadWatch watch;
         std::string actFailure;
         const bool acted = Act(command, &actFailure);
         if (!watch.Wait(kStepTimeout)) {
             mTrace.Append(NoteEntry{"threads started by this step still run after 5 s"});
         }
+        if (mWatchdog != nullptr) mWatchdog->End();
         if (!acted) {
             *failure = where + actFailure;
+            return false;
+        }
+        if (const std::optional<Simulation::AnswerFailure> answer =
+                    mSimulation.TakeAnswerFailure()) {
+            *failure = mScenario.path + ":" + std::to_string(answer->line) + ": " + answer->text;
             return false;
         }
     }
@@ -97,6 +107,8 @@ bool ScenarioRunner::Act(const Command& command, std::string* failure) {
             *failure = *failed;
             return false;
         }
+    } else if (const auto* reaction = std::get_if<ClientReaction>(&body)) {
+        mSimulation.SetReaction(*reaction, command.line);
     } else if (const auto* action = std::get_if<ClientAction>(&body)) {
         if (action->kind == ClientAction::Kind::kDies) mSimulation.Kill(action->client);
         if (action->kind != ClientAction::Kind::kDies) {
@@ -155,6 +167,7 @@ void ScenarioRunner::Frames(const FrameSpec& wanted) {
         const std::vector<host::AovCallRecord> inits = mVendor.CallsOf(host::AovCall::kInit);
         const int32_t fps = inits.empty() ? 0 : inits.back().param.fps;
         if (mStream.DeliverFrame(overrides) && fps > 0) mClock.Advance(1000000 / fps);
+        if (mWatchdog != nullptr) mWatchdog->Progress();
     }
 }
 

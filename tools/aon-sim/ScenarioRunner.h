@@ -1,7 +1,8 @@
 // Plays a parsed scenario against the hosted library, step by step, in virtual time: each line
 // goes to the trace, runs, and is waited for (the library's workers included) before the next,
 // so that the same file always gives the same trace. Expectations are checked where they stand;
-// the first that fails ends the run.
+// the first that fails ends the run, as does a client's answer that did not return what its line
+// expects. A watchdog, when given, ends the process if a step does not finish.
 //
 // Not thread-safe: one runner, on the thread that owns the simulation.
 #pragma once
@@ -13,6 +14,7 @@
 #include "host/FakeAovStream.h"
 #include "host/SimulatedAovStream.h"
 #include "tools/aon-sim/Simulation.h"
+#include "tools/aon-sim/StepWatchdog.h"
 #include "tools/aon-sim/Trace.h"
 #include "tools/aon-sim/VirtualClock.h"
 #include "tools/aon-sim/scenario/ScenarioCommand.h"
@@ -21,9 +23,10 @@ namespace aon_sim {
 
 class ScenarioRunner final {
   public:
+    // `watchdog` may be null.
     ScenarioRunner(const Scenario& scenario, Simulation& simulation,
                    host::SimulatedAovStream& stream, host::FakeAovStream& vendor, Trace& trace,
-                   VirtualClock& clock);
+                   VirtualClock& clock, StepWatchdog* watchdog);
 
     // Runs the scenario. Returns false at the first expectation that fails, with `failure` set
     // to "<file>:<line>: expected ..., got ...".
@@ -43,6 +46,7 @@ class ScenarioRunner final {
     host::FakeAovStream& mVendor;
     Trace& mTrace;
     VirtualClock& mClock;
+    StepWatchdog* const mWatchdog;
     std::vector<host::FakeSensor> mSensors;
     bool mSensorsScripted = false;
     uint64_t mActionSeq = 0;

@@ -1,16 +1,30 @@
 #include "tools/aon-sim/SimClient.h"
 
+#include "host/binder_control.h"
 #include "tools/aon-sim/ThreadName.h"
 #include "tools/common/ResultDescription.h"
 
 namespace aon_sim {
+namespace {
+
+// The data bytes of the transaction this thread serves; 0 for a call made without one.
+size_t TransactionBytes() {
+    const std::vector<host::TransactionRecord> stack = host::CurrentTransactions();
+    return stack.empty() ? 0 : stack.back().dataBytes;
+}
+
+}  // namespace
 
 using aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
 using aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
 
 SimClient::SimClient(std::string name, Trace& trace, bool withValues,
-                     const aon_tools::FrameSaver* saver)
-    : mName(std::move(name)), mTrace(trace), mWithValues(withValues), mSaver(saver) {}
+                     const aon_tools::FrameSaver* saver, ClientCallbackListener* listener)
+    : mName(std::move(name)),
+      mTrace(trace),
+      mWithValues(withValues),
+      mSaver(saver),
+      mListener(listener) {}
 
 ndk::ScopedAStatus SimClient::onAONEvent(int64_t clientHandle, const AONCallBackInfo& info) {
     {
@@ -21,6 +35,7 @@ ndk::ScopedAStatus SimClient::onAONEvent(int64_t clientHandle, const AONCallBack
     EventEntry entry;
     entry.client = mName;
     entry.thread = CurrentThreadName();
+    entry.bytes = TransactionBytes();
     entry.handle = clientHandle;
     entry.serviceType = info.serviceType;
     entry.results = aon_tools::DescribeResults(info.results, mWithValues);
@@ -32,6 +47,7 @@ ndk::ScopedAStatus SimClient::onAONEvent(int64_t clientHandle, const AONCallBack
             mTrace.Append(NoteEntry{"cannot save the image of " + mName + ": " + error});
         }
     }
+    if (mListener != nullptr) mListener->OnClientCallback(mName, std::nullopt);
     return ndk::ScopedAStatus::ok();
 }
 
@@ -44,10 +60,12 @@ ndk::ScopedAStatus SimClient::onAONSensorEvent(int64_t clientHandle,
     SensorStateEntry entry;
     entry.client = mName;
     entry.thread = CurrentThreadName();
+    entry.bytes = TransactionBytes();
     entry.handle = clientHandle;
     entry.sensorId = info.sensorId;
     entry.state = info.state;
     mTrace.Append(std::move(entry));
+    if (mListener != nullptr) mListener->OnClientCallback(mName, info.state);
     return ndk::ScopedAStatus::ok();
 }
 

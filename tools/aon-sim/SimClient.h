@@ -1,6 +1,7 @@
 // A client of the service as aon-sim plays it: the IAONServiceCallBack object of an app, living in
 // a simulated process of its own. It keeps what it received (sensor states, event count, the last
-// event) and writes each callback to the trace, saving received images when asked.
+// event) and writes each callback to the trace with the size of its transaction, saving received
+// images when asked; then its listener may answer the callback.
 //
 // Thread-safety: callbacks arrive on any thread (binder, the library's workers, the stream's frame
 // thread); mLock guards what was received and is released before the trace is written.
@@ -22,10 +23,20 @@
 
 namespace aon_sim {
 
+// Told of each callback a client received, on the thread that delivered it, after the client kept
+// and traced it: there a client may answer with calls of its own.
+class ClientCallbackListener {
+  public:
+    virtual ~ClientCallbackListener() = default;
+    // `state` is the sensor state received, or nullopt for an event.
+    virtual void OnClientCallback(const std::string& client, std::optional<int32_t> state) = 0;
+};
+
 class SimClient final : public aidl::vendor::tarvo::hardware::camera::aon::BnAONServiceCallBack {
   public:
-    // `saver` may be null (no images saved).
-    SimClient(std::string name, Trace& trace, bool withValues, const aon_tools::FrameSaver* saver);
+    // `saver` (no images saved) and `listener` may be null.
+    SimClient(std::string name, Trace& trace, bool withValues, const aon_tools::FrameSaver* saver,
+              ClientCallbackListener* listener);
 
     ndk::ScopedAStatus onAONEvent(
             int64_t clientHandle,
@@ -47,6 +58,7 @@ class SimClient final : public aidl::vendor::tarvo::hardware::camera::aon::BnAON
     Trace& mTrace;
     const bool mWithValues;
     const aon_tools::FrameSaver* const mSaver;
+    ClientCallbackListener* const mListener;
 
     mutable std::mutex mLock;
     int64_t mEventCount GUARDED_BY(mLock) = 0;

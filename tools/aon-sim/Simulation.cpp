@@ -1,12 +1,16 @@
 #include "tools/aon-sim/Simulation.h"
 
+#include <aidl/vendor/tarvo/hardware/camera/aon/BpAONService.h>
 #include <android/binder_status.h>
 
 #include <chrono>
+#include <cstring>
+#include <future>
 
 #include "host/FakeModuleHelper.h"
 #include "host/binder_control.h"
 #include "manager/AONManager.h"
+#include "tools/aon-sim/ExpectationCheck.h"
 #include "tools/aon-sim/LogTap.h"
 #include "tools/aon-sim/ThreadName.h"
 #include "tools/common/ThreadWatch.h"
@@ -18,6 +22,7 @@ namespace aon_sim {
 namespace {
 
 using aidl::vendor::tarvo::hardware::camera::aon::AONSensorInfo;
+using aidl::vendor::tarvo::hardware::camera::aon::BpAONService;
 using aidl::vendor::tarvo::hardware::camera::aon::FrameInfo;
 using aidl::vendor::tarvo::hardware::camera::aon::IAONService;
 using aidl::vendor::tarvo::hardware::camera::aon::IAONServiceCallBack;
@@ -62,9 +67,14 @@ const char* CallName(host::AovCall call) {
 
 }  // namespace
 
-Simulation::Simulation(Trace& trace, Options options) : mTrace(trace), mOptions(options) {}
+Simulation::Simulation(Trace& trace, Options options) : mTrace(trace), mOptions(options) {
+    host::SetTransactionObserver(
+            [this](const host::TransactionRecord& record) { OnTransaction(record); });
+}
 
-Simulation::~Simulation() = default;
+Simulation::~Simulation() {
+    host::SetTransactionObserver(nullptr);
+}
 
 Simulation::Slot* Simulation::FindLocked(const std::string& name) {
     for (const auto& slot : mSlots) {
@@ -80,6 +90,26 @@ const Simulation::Slot* Simulation::FindLocked(const std::string& name) const {
     return nullptr;
 }
 
+Simulation::Slot* Simulation::FindByPidLocked(int pid) {
+    for (const auto& slot : mSlots) {
+        if (slot->pid == pid) return slot.get();
+    }
+    return nullptr;
+}
+
+std::string Simulation::ProcessNameLocked(int pid) const {
+    if (pid == 0) return "camera process";
+    for (const auto& slot : mSlots) {
+        if (slot->pid == pid) return slot->name;
+    }
+    return "process " + std::to_string(pid);
+}
+
+std::string Simulation::ProcessName(int pid) const {
+    std::lock_guard<std::mutex> guard(mLock);
+    return ProcessNameLocked(pid);
+}
+
 bool Simulation::StartService() {
     if (serviceStarted()) return true;
     const std::string instance = std::string(IAONService::descriptor) + "/default";
@@ -92,8 +122,11 @@ bool Simulation::StartService() {
         return false;
     }
     mTrace.Append(NoteEntry{"clients find the service as " + instance});
+    // The service lives in this (the camera) process; a client's process holds a proxy of it.
+    auto proxy = ndk::SharedRefBase::make<BpAONService>(service->asBinder());
     std::lock_guard<std::mutex> guard(mLock);
     mService = std::move(service);
+    mServiceProxy = std::move(proxy);
     return true;
 }
 
@@ -107,7 +140,7 @@ void Simulation::AddClient(const std::string& name, int32_t pid) {
     slot->name = name;
     slot->pid = pid;
     slot->object = ndk::SharedRefBase::make<SimClient>(name, mTrace, mOptions.withValues,
-                                                       mOptions.saver);
+                                                       mOptions.saver, this);
     slot->binder = slot->object->asBinder();
     host::SetBinderProcess(slot->binder.get(), pid);
     slot->proxy = IAONServiceCallBack::fromBinder(slot->binder);
@@ -120,17 +153,23 @@ CallResult Simulation::Call(const ClientCall& call) {
     std::shared_ptr<IAONService> service;
     std::shared_ptr<IAONServiceCallBack> proxy;
     int64_t handle = 0;
+    int32_t pid = 0;
     {
         std::lock_guard<std::mutex> guard(mLock);
         const Slot* slot = FindLocked(call.client);
         if (slot == nullptr) return CallResult{};
-        service = mService;
+        // A proxy cannot write a null callback: such a registration (as a client whose language
+        // lets it pass one) reaches the service object itself.
+        service = call.nullCallback ? mService : mServiceProxy;
         proxy = call.nullCallback ? nullptr : slot->proxy;
         handle = call.handle.value_or(slot->handle);
+        pid = slot->pid;
     }
     StatusEntry entry;
     entry.client = call.client;
     entry.method = ClientMethodName(call.method);
+    entry.thread = CurrentThreadName();
+    const host::ScopedCallingProcess fromClient(pid);
     if (service == nullptr) {
         entry.result.exception = EX_TRANSACTION_FAILED;
         entry.result.status = STATUS_NAME_NOT_FOUND;
@@ -242,6 +281,105 @@ void Simulation::Kill(const std::string& name) {
     host::KillProcess(pid);
 }
 
+void Simulation::SetReaction(const ClientReaction& reaction, int line) {
+    std::lock_guard<std::mutex> guard(mLock);
+    Slot* slot = FindLocked(reaction.client);
+    if (slot == nullptr) return;
+    std::optional<Reaction> answer;
+    if (reaction.answer != ClientReaction::Answer::kNothing) answer = Reaction{reaction, line};
+    if (reaction.trigger == ClientReaction::Trigger::kEvent) {
+        slot->onEvent = answer;
+    } else if (answer) {
+        slot->onState[reaction.state] = *answer;
+    } else {
+        slot->onState.erase(reaction.state);
+    }
+}
+
+std::optional<Simulation::AnswerFailure> Simulation::TakeAnswerFailure() {
+    std::lock_guard<std::mutex> guard(mLock);
+    return std::exchange(mAnswerFailure, std::nullopt);
+}
+
+void Simulation::OnClientCallback(const std::string& client, std::optional<int32_t> state) {
+    std::optional<Reaction> reaction;
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        const Slot* slot = FindLocked(client);
+        if (slot == nullptr) return;
+        if (!state) {
+            reaction = slot->onEvent;
+        } else if (const auto found = slot->onState.find(*state); found != slot->onState.end()) {
+            reaction = found->second;
+        }
+    }
+    if (!reaction) return;
+    const std::string callback = state ? "onAONSensorEvent (state " + std::to_string(*state) + ")"
+                                       : std::string("onAONEvent");
+    if (reaction->reaction.answer == ClientReaction::Answer::kHang) {
+        mTrace.Append(NoteEntry{client + " does not return from " + callback});
+        // Only the end of the process ends this wait: the run's watchdog sees the step stuck.
+        std::promise<void> never;
+        never.get_future().wait();
+    }
+    const CallResult result = Call(reaction->reaction.call);
+    const std::optional<std::string> failed =
+            CheckCallResult(reaction->reaction.call.expect, result);
+    if (!failed) return;
+    std::lock_guard<std::mutex> guard(mLock);
+    if (!mAnswerFailure) {
+        mAnswerFailure = AnswerFailure{reaction->line, *failed + " (answering " + callback + ")"};
+    }
+}
+
+void Simulation::OnTransaction(const host::TransactionRecord& record) {
+    const bool refused = record.status != STATUS_OK;
+    // A client calling the service from inside a callback: binder runs it nested.
+    const bool callsBack = !refused && !record.reply && record.nested && record.callerPid != 0 &&
+                           record.targetPid == 0;
+    if (!refused && !callsBack) return;
+    TransactionEntry entry;
+    entry.method = record.method;
+    entry.thread = CurrentThreadName();
+    entry.reply = record.reply;
+    entry.refused = refused;
+    entry.bytes = record.dataBytes;
+    entry.charge = record.charge;
+    entry.free = record.free;
+    entry.limit = record.limit;
+    // The new call is on top of the thread's stack; the thread waits for the one below it.
+    const std::vector<host::TransactionRecord> stack =
+            callsBack ? host::CurrentTransactions() : std::vector<host::TransactionRecord>();
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        entry.caller = ProcessNameLocked(record.callerPid);
+        entry.target = ProcessNameLocked(record.targetPid);
+        if (stack.size() >= 2) {
+            const host::TransactionRecord& waiting = stack[stack.size() - 2];
+            entry.waitsFor =
+                    std::string(waiting.method) + " to " + ProcessNameLocked(waiting.targetPid);
+        }
+        if (refused) {
+            for (const auto& slot : mSlots) {
+                if (slot->pid == record.callerPid || slot->pid == record.targetPid) {
+                    ++slot->failedTransactions;
+                }
+            }
+            Slot* receiver = FindByPidLocked(record.targetPid);
+            if (record.reply) {
+                entry.missed = entry.caller + "'s call fails after " + entry.target + " ran it";
+            } else if (std::strcmp(record.method, "onAONEvent") == 0 && receiver != nullptr &&
+                       mFrameId) {
+                mFrameRefused.insert(receiver->name);
+                entry.missed = entry.target + " misses frame " + std::to_string(*mFrameId);
+            } else {
+                entry.missed = entry.target + " misses this " + entry.method;
+            }
+        }
+    }
+    mTrace.Append(std::move(entry));
+}
+
 void Simulation::SetPingFails(const std::string& name, bool fails) {
     AIBinder* binder = nullptr;
     {
@@ -293,6 +431,7 @@ std::optional<Simulation::ClientView> Simulation::View(const std::string& name) 
     view.registered = slot->registered;
     view.standing = slot->standing;
     view.dropped = slot->dropped;
+    view.failedTransactions = slot->failedTransactions;
     view.lastSensorIds = slot->lastSensorIds;
     return view;
 }
@@ -316,6 +455,7 @@ Summary Simulation::MakeSummary(double seconds) const {
             client.name = slot->name;
             client.pid = slot->pid;
             client.dropped = slot->dropped;
+            client.failedTransactions = slot->failedTransactions;
             client.standing = slot->standing;
             clients.emplace_back(slot->object, std::move(client));
         }
@@ -374,6 +514,8 @@ void Simulation::OnFrameStarting(const host::SimulatedFrame& frame) {
     {
         std::lock_guard<std::mutex> guard(mLock);
         mFrameWatch = std::move(watch);
+        mFrameId = frame.frameId;
+        mFrameRefused.clear();
     }
     FrameEntry entry;
     entry.frameId = frame.frameId;
@@ -393,6 +535,7 @@ void Simulation::OnFrameDone(const host::SimulatedFrame& frame, bool delivered) 
             std::lock_guard<std::mutex> guard(mLock);
             ++mFramesNotDelivered;
             mFrameWatch.clear();
+            mFrameId.reset();
         }
         FrameEntry entry;
         entry.frameId = frame.frameId;
@@ -405,10 +548,13 @@ void Simulation::OnFrameDone(const host::SimulatedFrame& frame, bool delivered) 
     }
     const std::string libraryReason = LogTap::TakeDropReason();
     std::vector<std::pair<std::shared_ptr<SimClient>, int64_t>> watch;
+    std::set<std::string> refused;
     {
         std::lock_guard<std::mutex> guard(mLock);
         ++mFramesDelivered;
         watch.swap(mFrameWatch);
+        refused.swap(mFrameRefused);
+        mFrameId.reset();
     }
     std::vector<std::string> missed;
     for (const auto& [object, before] : watch) {
@@ -422,7 +568,9 @@ void Simulation::OnFrameDone(const host::SimulatedFrame& frame, bool delivered) 
             if (slot == nullptr) continue;
             ++slot->dropped;
             std::string reason = libraryReason;
-            if (reason.empty()) {
+            if (refused.count(name) != 0) {
+                reason = "binder refused its onAONEvent: the event does not fit its buffer";
+            } else if (reason.empty()) {
                 reason = slot->pingFails ? "its binder did not answer the ping"
                                          : "the service did not deliver it";
             }

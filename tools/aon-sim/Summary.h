@@ -13,6 +13,7 @@ struct ClientSummary {
     int32_t pid = 0;
     int64_t events = 0;   // onAONEvent calls received
     int64_t dropped = 0;  // frames delivered by the stream that it did not receive while registered
+    int64_t failedTransactions = 0;  // to or from its process, refused for want of buffer space
     std::vector<std::pair<int32_t, int32_t>> states;  // (sensor id, state) in order received
     std::string standing;  // "registered", "not registered", "replaced", "dead"
 };

@@ -83,6 +83,22 @@ std::string VendorText(const VendorEntry& call) {
     return call.call + "() -> " + std::to_string(call.result);
 }
 
+std::string TransactionText(const TransactionEntry& t) {
+    if (!t.refused) {
+        return t.method + " " + t.caller + " -> " + t.target + " runs nested on thread " +
+               t.thread + ", which waits for " + t.waitsFor;
+    }
+    // A refused request went to the target's buffer, a refused reply to the caller's.
+    const std::string& owner = t.reply ? t.caller : t.target;
+    std::string text = t.reply ? "reply of " + t.method + " " + t.caller + " <- " + t.target
+                               : t.method + " " + t.caller + " -> " + t.target;
+    text += " refused: " + std::to_string(t.bytes) + " bytes, charge " + std::to_string(t.charge) +
+            " > " + std::to_string(t.free) + " free of " + owner + "'s " + std::to_string(t.limit) +
+            "-byte buffer (FAILED_TRANSACTION)";
+    if (!t.missed.empty()) text += "; " + t.missed;
+    return text;
+}
+
 }  // namespace
 
 TextRenderer::TextRenderer(aon_tools::Console& console, Options options)
@@ -104,7 +120,7 @@ std::string TextRenderer::Render(const TraceBody& body) const {
                            CallResultText(status->result);
         if (status->handle) text += ", handle " + std::to_string(*status->handle);
         if (status->sensors) text += ", " + SensorsText(*status->sensors);
-        return text;
+        return text + ThreadSuffix(status->thread);
     }
     if (const auto* event = std::get_if<EventEntry>(&body)) {
         std::string frame;
@@ -149,6 +165,9 @@ std::string TextRenderer::Render(const TraceBody& body) const {
     if (const auto* drop = std::get_if<DropEntry>(&body)) {
         return "  " + drop->client + "  dropped frame " + std::to_string(drop->frameId) + ": " +
                drop->reason;
+    }
+    if (const auto* transaction = std::get_if<TransactionEntry>(&body)) {
+        return "  binder  " + TransactionText(*transaction);
     }
     const auto& expect = std::get<ExpectEntry>(body);
     return "  holds  " + std::to_string(expect.line) + ": " + expect.text;
@@ -215,9 +234,13 @@ void TextRenderer::WriteSummary(const Summary& summary) {
         for (const auto& [sensor, state] : client.states) {
             states += " " + std::to_string(sensor) + ":" + std::to_string(state);
         }
+        const std::string failed =
+                client.failedTransactions == 0
+                        ? ""
+                        : ", " + std::to_string(client.failedTransactions) + " failed transactions";
         mConsole.PrintLine("  client " + client.name + " (pid " + std::to_string(client.pid) +
                            "): " + std::to_string(client.events) + " events, " +
-                           std::to_string(client.dropped) + " dropped; states" +
+                           std::to_string(client.dropped) + " dropped" + failed + "; states" +
                            (states.empty() ? " none" : states) + "; " + client.standing);
     }
     std::string calls;

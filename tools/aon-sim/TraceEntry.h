@@ -50,6 +50,7 @@ struct SensorSummary {
 struct StatusEntry {
     std::string client;
     std::string method;
+    std::string thread;  // the thread that made the call
     CallResult result;
     std::optional<int64_t> handle;                      // registerClient
     std::optional<std::vector<SensorSummary>> sensors;  // getAonSensorInfoList
@@ -58,6 +59,7 @@ struct StatusEntry {
 struct EventEntry {
     std::string client;
     std::string thread;
+    size_t bytes = 0;  // the transaction's parcel data, 0 when it came without one
     int64_t handle = 0;
     int32_t serviceType = 0;
     std::vector<aon_tools::ResultItem> results;
@@ -66,6 +68,7 @@ struct EventEntry {
 struct SensorStateEntry {
     std::string client;
     std::string thread;
+    size_t bytes = 0;  // the transaction's parcel data, 0 when it came without one
     int64_t handle = 0;
     int32_t sensorId = 0;
     int32_t state = 0;
@@ -124,14 +127,34 @@ struct DropEntry {
     std::string reason;
 };
 
+// A binder transaction worth showing: one refused for want of buffer space (the request, or the
+// reply), or a client's call into the service from inside a callback, which binder runs nested on
+// the thread that waits for that callback. Processes are named by their client, or "camera
+// process".
+struct TransactionEntry {
+    std::string method;
+    std::string caller;
+    std::string target;
+    std::string thread;
+    bool reply = false;
+    bool refused = false;  // else: nested
+    size_t bytes = 0;      // the parcel's data
+    size_t charge = 0;     // the kernel's charge
+    size_t free = 0;       // free in the buffer it went to, before it
+    size_t limit = 0;      // that buffer's size
+    std::string waitsFor;  // nested: the call the thread waits for ("onAONSensorEvent to app")
+    std::string missed;    // refused: what was lost ("app misses frame 3")
+};
+
 // An expectation that held.
 struct ExpectEntry {
     int line = 0;
     std::string text;
 };
 
-using TraceBody = std::variant<StepEntry, NoteEntry, StatusEntry, EventEntry, SensorStateEntry,
-                               VendorEntry, FrameEntry, LogEntry, DropEntry, ExpectEntry>;
+using TraceBody =
+        std::variant<StepEntry, NoteEntry, StatusEntry, EventEntry, SensorStateEntry, VendorEntry,
+                     FrameEntry, LogEntry, DropEntry, TransactionEntry, ExpectEntry>;
 
 struct TraceEntry {
     uint64_t seq = 0;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -23,6 +24,7 @@
 #include "tools/aon-sim/ScenarioRunner.h"
 #include "tools/aon-sim/Simulation.h"
 #include "tools/aon-sim/SteadyClock.h"
+#include "tools/aon-sim/StepWatchdog.h"
 #include "tools/aon-sim/TextRenderer.h"
 #include "tools/aon-sim/ThreadName.h"
 #include "tools/aon-sim/Trace.h"
@@ -38,7 +40,11 @@ namespace {
 constexpr int kExitOk = 0;
 constexpr int kExitFailed = 1;
 constexpr int kExitMalformed = 2;
+constexpr int kExitStuck = 3;
 constexpr char kRunnerThread[] = "aon-sim";
+// A step of a scenario must end within this much real time (its library threads included), or
+// the run ends with kExitStuck. Below the 5 s the runner gives the library's workers.
+constexpr std::chrono::milliseconds kStepBound{4000};
 
 // The library's objects live until the process ends, as in the camera process, which is never
 // torn down in an orderly way: the run ends here without static destruction.
@@ -118,7 +124,10 @@ bool CheckDumpDirectory(const std::string& path, std::string* error) {
     bool passed = true;
     int64_t expectations = 0;
     if (scenario != nullptr) {
-        ScenarioRunner runner(*scenario, simulation, *stream, vendor, trace, virtualClock);
+        StepWatchdog watchdog(kStepBound, kExitStuck,
+                              [&simulation](int pid) { return simulation.ProcessName(pid); });
+        ScenarioRunner runner(*scenario, simulation, *stream, vendor, trace, virtualClock,
+                              &watchdog);
         passed = runner.Run(&failure);
         expectations = runner.expectationsPassed();
     } else {

@@ -1,10 +1,21 @@
 // The client proxy of IAONServiceCallBack: each call is a synchronous transaction to the object
-// behind the binder.
+// behind the binder, sized as its parcel would be. An event too large for the client's buffer
+// fails here with STATUS_FAILED_TRANSACTION and never reaches the client.
 #include <aidl/vendor/tarvo/hardware/camera/aon/BpAONServiceCallBack.h>
 
 #include "host/binder_transport.h"
 
 namespace aidl::vendor::tarvo::hardware::camera::aon {
+namespace {
+
+// The interface token, then `argumentBytes` of arguments.
+host::TransactionRequest Request(const char* method, size_t argumentBytes) {
+    return {method, host::InterfaceTokenSize(IAONServiceCallBack::descriptor) + argumentBytes, 0};
+}
+
+constexpr auto kNoResult = [] { return size_t{0}; };
+
+}  // namespace
 
 BpAONServiceCallBack::BpAONServiceCallBack(const ::ndk::SpAIBinder& binder)
     : BpCInterface(binder) {}
@@ -13,18 +24,25 @@ BpAONServiceCallBack::~BpAONServiceCallBack() = default;
 
 ::ndk::ScopedAStatus BpAONServiceCallBack::onAONEvent(int64_t in_clientHandle,
                                                       const AONCallBackInfo& in_info) {
-    return host::Transact<IAONServiceCallBack>(asBinder(), [&](IAONServiceCallBack& callee) {
-        const AONCallBackInfo info = in_info;  // the callee's own copy, as after unparcelling
-        return callee.onAONEvent(in_clientHandle, info);
-    });
+    return host::Transact<IAONServiceCallBack>(
+            asBinder(), Request("onAONEvent", 8 + internal::ParcelSize(in_info)),
+            [&](IAONServiceCallBack& callee) {
+                // The callee's own copy, as after unparcelling.
+                const AONCallBackInfo info = in_info;
+                return callee.onAONEvent(in_clientHandle, info);
+            },
+            kNoResult);
 }
 
 ::ndk::ScopedAStatus BpAONServiceCallBack::onAONSensorEvent(int64_t in_clientHandle,
                                                             const AONSensorStateInfo& in_info) {
-    return host::Transact<IAONServiceCallBack>(asBinder(), [&](IAONServiceCallBack& callee) {
-        const AONSensorStateInfo info = in_info;
-        return callee.onAONSensorEvent(in_clientHandle, info);
-    });
+    return host::Transact<IAONServiceCallBack>(
+            asBinder(), Request("onAONSensorEvent", 8 + internal::ParcelSize(in_info)),
+            [&](IAONServiceCallBack& callee) {
+                const AONSensorStateInfo info = in_info;
+                return callee.onAONSensorEvent(in_clientHandle, info);
+            },
+            kNoResult);
 }
 
 ::ndk::ScopedAStatus BpAONServiceCallBack::getInterfaceVersion(int32_t* _aidl_return) {
@@ -37,9 +55,9 @@ BpAONServiceCallBack::~BpAONServiceCallBack() = default;
     }
     int32_t version = 0;
     ::ndk::ScopedAStatus status = host::Transact<IAONServiceCallBack>(
-            asBinder(), [&](IAONServiceCallBack& callee) {
-                return callee.getInterfaceVersion(&version);
-            });
+            asBinder(), Request("getInterfaceVersion", 0),
+            [&](IAONServiceCallBack& callee) { return callee.getInterfaceVersion(&version); },
+            [] { return size_t{4}; });
     if (status.isOk()) {
         std::lock_guard<std::mutex> guard(mCacheLock);
         mCachedVersion = version;
@@ -58,8 +76,9 @@ BpAONServiceCallBack::~BpAONServiceCallBack() = default;
     }
     std::string hash;
     ::ndk::ScopedAStatus status = host::Transact<IAONServiceCallBack>(
-            asBinder(),
-            [&](IAONServiceCallBack& callee) { return callee.getInterfaceHash(&hash); });
+            asBinder(), Request("getInterfaceHash", 0),
+            [&](IAONServiceCallBack& callee) { return callee.getInterfaceHash(&hash); },
+            [&] { return host::ParcelStringSize(hash); });
     if (status.isOk()) {
         std::lock_guard<std::mutex> guard(mCacheLock);
         mCachedHash = hash;

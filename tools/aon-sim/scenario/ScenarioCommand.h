@@ -97,6 +97,20 @@ struct ClientAction {
     Kind kind = Kind::kDies;
 };
 
+// "NAME on event ANSWER", "NAME on state N ANSWER": what the client does from inside its callback
+// whenever it receives an event, or the sensor state N of any sensor. ANSWER is a call as a call
+// line writes it ("-> RESULT" included), "hang" (the callback never returns) or "nothing" (the
+// answer is withdrawn). A later line for the same callback replaces the answer.
+struct ClientReaction {
+    enum class Trigger { kEvent, kState };
+    enum class Answer { kCall, kHang, kNothing };
+    std::string client;
+    Trigger trigger = Trigger::kEvent;
+    int32_t state = 0;
+    Answer answer = Answer::kNothing;
+    ClientCall call;
+};
+
 // "camera device N sensors I,J": what the logical device list answers for the device.
 struct CameraDevice {
     int32_t instanceId = 0;
@@ -143,7 +157,7 @@ struct ExpectStates {
 };
 
 struct ExpectCount {
-    enum class What { kEvents, kDropped };
+    enum class What { kEvents, kDropped, kFailedTransactions };
     std::string client;
     What what = What::kEvents;
     int64_t count = 0;
@@ -215,9 +229,9 @@ struct ExpectLog {
 
 using CommandBody =
         std::variant<PropertySet, VendorSensor, VendorAnswer, VendorAbsent, ClientDeclare,
-                     ClientCall, ClientAction, CameraDevice, CameraOpen, CameraClose, FrameSpec,
-                     Wait, Note, ExpectStates, ExpectCount, ExpectKeys, ExpectKey,
-                     ExpectServiceType, ExpectHandle, ExpectSensors, ExpectVendorInit,
+                     ClientCall, ClientAction, ClientReaction, CameraDevice, CameraOpen,
+                     CameraClose, FrameSpec, Wait, Note, ExpectStates, ExpectCount, ExpectKeys,
+                     ExpectKey, ExpectServiceType, ExpectHandle, ExpectSensors, ExpectVendorInit,
                      ExpectVendorCalls, ExpectVendorRunning, ExpectLog>;
 
 struct Command {

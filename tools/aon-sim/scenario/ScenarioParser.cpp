@@ -257,7 +257,7 @@ std::optional<CommandBody> ScenarioParser::ParseClientCommand(LineCursor& cursor
     if (!CheckClientUsable(cursor, client, false)) return std::nullopt;
     std::string verb;
     if (!cursor.ReadKeyword({"register", "list", "subscribe", "start", "stop", "unsubscribe",
-                             "unregister", "dies", "ping"},
+                             "unregister", "dies", "ping", "on"},
                             &verb, "a client action")) {
         return std::nullopt;
     }
@@ -273,7 +273,44 @@ std::optional<CommandBody> ScenarioParser::ParseClientCommand(LineCursor& cursor
         return ClientAction{client, answer == "fails" ? ClientAction::Kind::kPingFails
                                                       : ClientAction::Kind::kPingOk};
     }
+    if (verb == "on") return ParseReaction(cursor, client);
     NeedsService(line);
+    return ParseCall(cursor, client, verb);
+}
+
+std::optional<CommandBody> ScenarioParser::ParseReaction(LineCursor& cursor,
+                                                         const std::string& client) {
+    ClientReaction reaction;
+    reaction.client = client;
+    std::string trigger;
+    if (!cursor.ReadKeyword({"event", "state"}, &trigger, "the callback to answer")) {
+        return std::nullopt;
+    }
+    if (trigger == "state") {
+        reaction.trigger = ClientReaction::Trigger::kState;
+        if (!cursor.ReadInt32(&reaction.state, "a sensor state such as 2")) return std::nullopt;
+    }
+    std::string answer;
+    if (!cursor.ReadKeyword({"register", "list", "subscribe", "start", "stop", "unsubscribe",
+                             "unregister", "hang", "nothing"},
+                            &answer, "the client's answer")) {
+        return std::nullopt;
+    }
+    if (answer == "hang" || answer == "nothing") {
+        if (!cursor.ExpectEnd("the end of the line after '" + answer + "'")) return std::nullopt;
+        reaction.answer =
+                answer == "hang" ? ClientReaction::Answer::kHang : ClientReaction::Answer::kNothing;
+        return reaction;
+    }
+    std::optional<CommandBody> call = ParseCall(cursor, client, answer);
+    if (!call) return std::nullopt;
+    reaction.answer = ClientReaction::Answer::kCall;
+    reaction.call = std::get<ClientCall>(*call);
+    return reaction;
+}
+
+std::optional<CommandBody> ScenarioParser::ParseCall(LineCursor& cursor, const std::string& client,
+                                                     const std::string& verb) {
     ClientCall call;
     call.client = client;
     if (verb == "register") {

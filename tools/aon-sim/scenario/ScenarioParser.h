@@ -38,6 +38,10 @@ class ScenarioParser final {
     std::optional<CommandBody> ParseClientDeclare(LineCursor& cursor, int line);
     std::optional<CommandBody> ParseClientCommand(LineCursor& cursor, const std::string& client,
                                                   int line);
+    std::optional<CommandBody> ParseReaction(LineCursor& cursor, const std::string& client);
+    // A call as "NAME VERB ..." writes it, after the verb.
+    std::optional<CommandBody> ParseCall(LineCursor& cursor, const std::string& client,
+                                         const std::string& verb);
     std::optional<CommandBody> ParseSubscribe(LineCursor& cursor, ClientCall call);
     bool ParseCallTail(LineCursor& cursor, ClientCall* call, bool takesHandle);
     std::optional<CommandBody> ParseCamera(LineCursor& cursor, int line);

@@ -43,9 +43,9 @@ std::optional<CommandBody> ScenarioParser::ParseExpect(LineCursor& cursor) {
 std::optional<CommandBody> ScenarioParser::ParseExpectClient(LineCursor& cursor,
                                                              const std::string& client) {
     std::string what;
-    if (!cursor.ReadKeyword(
-                {"states", "events", "dropped", "keys", "key", "service-type", "handle", "sensors"},
-                &what, "what the client received")) {
+    if (!cursor.ReadKeyword({"states", "events", "dropped", "failed-transactions", "keys", "key",
+                             "service-type", "handle", "sensors"},
+                            &what, "what the client received")) {
         return std::nullopt;
     }
     if (what == "states") {
@@ -76,10 +76,12 @@ std::optional<CommandBody> ScenarioParser::ParseExpectClient(LineCursor& cursor,
         }
         return expect;
     }
-    if (what == "events" || what == "dropped") {
+    if (what == "events" || what == "dropped" || what == "failed-transactions") {
         ExpectCount expect;
         expect.client = client;
-        expect.what = what == "events" ? ExpectCount::What::kEvents : ExpectCount::What::kDropped;
+        expect.what = what == "events"    ? ExpectCount::What::kEvents
+                      : what == "dropped" ? ExpectCount::What::kDropped
+                                          : ExpectCount::What::kFailedTransactions;
         if (!cursor.ReadInt64(&expect.count, "a count")) return std::nullopt;
         if (!cursor.ExpectEnd("the end of the line")) return std::nullopt;
         return expect;

@@ -9,6 +9,7 @@
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/AONResult.h>
 #include <aidl/vendor/tarvo/hardware/camera/aon/ToString.h>
+#include <host/binder_parcel.h>
 
 namespace aidl::vendor::tarvo::hardware::camera::aon {
 
@@ -33,5 +34,17 @@ class AONCallBackInfo {
         return std::string("AONCallBackInfo{") + "serviceType: " + internal::ToString(serviceType) + ", " + "results: " + internal::ToString(results) + "}";
     }
 };
+
+namespace internal {
+
+// Host-only: the bytes a device's parcel takes for the record as an argument, a field or an
+// array element: the presence marker, the size header, then the fields in declaration order.
+inline size_t ParcelSize(const AONCallBackInfo& value) {
+    size_t bytes = host::kParcelableHeaderBytes + 4 + 4;
+    for (const AONResult& result : value.results) bytes += ParcelSize(result);
+    return bytes;
+}
+
+}  // namespace internal
 
 }  // namespace aidl::vendor::tarvo::hardware::camera::aon

@@ -9,6 +9,7 @@
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/AONResultValue.h>
 #include <aidl/vendor/tarvo/hardware/camera/aon/ToString.h>
+#include <host/binder_parcel.h>
 
 namespace aidl::vendor::tarvo::hardware::camera::aon {
 
@@ -33,5 +34,15 @@ class AONResult {
         return std::string("AONResult{") + "key: " + internal::ToString(key) + ", " + "value: " + internal::ToString(value) + "}";
     }
 };
+
+namespace internal {
+
+// Host-only: the bytes a device's parcel takes for the record as an argument, a field or an
+// array element: the presence marker, the size header, then the fields in declaration order.
+inline size_t ParcelSize(const AONResult& value) {
+    return host::kParcelableHeaderBytes + 4 + ParcelSize(value.value);
+}
+
+}  // namespace internal
 
 }  // namespace aidl::vendor::tarvo::hardware::camera::aon

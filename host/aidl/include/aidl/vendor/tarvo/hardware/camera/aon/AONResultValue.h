@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/ToString.h>
+#include <host/binder_parcel.h>
 
 namespace aidl::vendor::tarvo::hardware::camera::aon {
 
@@ -103,5 +104,42 @@ class AONResultValue {
                  std::vector<float>, double, std::vector<double>, bool>
             mValue;
 };
+
+namespace internal {
+
+// Host-only: the bytes a device's parcel takes for the union as an argument or a field: the
+// presence marker, the tag, then the member that is set (byte and boolean widened to 4 bytes).
+inline size_t ParcelSize(const AONResultValue& value) {
+    using Tag = AONResultValue::Tag;
+    size_t member = 4;
+    switch (value.getTag()) {
+        case Tag::byteValue:
+        case Tag::intValue:
+        case Tag::floatValue:
+        case Tag::booleanValue:
+            break;
+        case Tag::doubleValue:
+            member = 8;
+            break;
+        case Tag::byteArray:
+            member = host::ParcelByteArraySize(value.get<Tag::byteArray>().size());
+            break;
+        case Tag::intArray:
+            member = host::ParcelArraySize(value.get<Tag::intArray>().size(), 4);
+            break;
+        case Tag::floatArray:
+            member = host::ParcelArraySize(value.get<Tag::floatArray>().size(), 4);
+            break;
+        case Tag::doubleArray:
+            member = host::ParcelArraySize(value.get<Tag::doubleArray>().size(), 8);
+            break;
+        case Tag::stringValue:
+            member = host::ParcelStringSize(value.get<Tag::stringValue>());
+            break;
+    }
+    return host::kUnionHeaderBytes + member;
+}
+
+}  // namespace internal
 
 }  // namespace aidl::vendor::tarvo::hardware::camera::aon

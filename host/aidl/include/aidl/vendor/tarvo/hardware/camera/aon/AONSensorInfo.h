@@ -9,6 +9,7 @@
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/FrameInfo.h>
 #include <aidl/vendor/tarvo/hardware/camera/aon/ToString.h>
+#include <host/binder_parcel.h>
 
 namespace aidl::vendor::tarvo::hardware::camera::aon {
 
@@ -36,5 +37,17 @@ class AONSensorInfo {
         return std::string("AONSensorInfo{") + "sensorId: " + internal::ToString(sensorId) + ", " + "sensorParam1: " + internal::ToString(sensorParam1) + ", " + "sensorParam2: " + internal::ToString(sensorParam2) + ", " + "supportServiceType: " + internal::ToString(supportServiceType) + ", " + "frameInfos: " + internal::ToString(frameInfos) + "}";
     }
 };
+
+namespace internal {
+
+// Host-only: the bytes a device's parcel takes for the record as an argument, a field or an
+// array element: the presence marker, the size header, then the fields in declaration order.
+inline size_t ParcelSize(const AONSensorInfo& value) {
+    size_t bytes = host::kParcelableHeaderBytes + 4 * 4 + 4;
+    for (const FrameInfo& frameInfo : value.frameInfos) bytes += ParcelSize(frameInfo);
+    return bytes;
+}
+
+}  // namespace internal
 
 }  // namespace aidl::vendor::tarvo::hardware::camera::aon

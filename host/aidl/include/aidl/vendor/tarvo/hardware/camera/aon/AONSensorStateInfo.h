@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/ToString.h>
+#include <host/binder_parcel.h>
 
 namespace aidl::vendor::tarvo::hardware::camera::aon {
 
@@ -32,5 +33,15 @@ class AONSensorStateInfo {
         return std::string("AONSensorStateInfo{") + "sensorId: " + internal::ToString(sensorId) + ", " + "state: " + internal::ToString(state) + "}";
     }
 };
+
+namespace internal {
+
+// Host-only: the bytes a device's parcel takes for the record as an argument, a field or an
+// array element: the presence marker, the size header, then the fields in declaration order.
+inline size_t ParcelSize(const AONSensorStateInfo& /*value*/) {
+    return host::kParcelableHeaderBytes + 4 + 4;
+}
+
+}  // namespace internal
 
 }  // namespace aidl::vendor::tarvo::hardware::camera::aon

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/ToString.h>
+#include <host/binder_parcel.h>
 
 namespace aidl::vendor::tarvo::hardware::camera::aon {
 
@@ -33,5 +34,15 @@ class FrameInfo {
         return std::string("FrameInfo{") + "width: " + internal::ToString(width) + ", " + "height: " + internal::ToString(height) + ", " + "fpsList: " + internal::ToString(fpsList) + "}";
     }
 };
+
+namespace internal {
+
+// Host-only: the bytes a device's parcel takes for the record as an argument, a field or an
+// array element: the presence marker, the size header, then the fields in declaration order.
+inline size_t ParcelSize(const FrameInfo& value) {
+    return host::kParcelableHeaderBytes + 4 + 4 + host::ParcelArraySize(value.fpsList.size(), 4);
+}
+
+}  // namespace internal
 
 }  // namespace aidl::vendor::tarvo::hardware::camera::aon

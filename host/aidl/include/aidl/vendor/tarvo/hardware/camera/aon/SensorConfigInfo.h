@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/ToString.h>
+#include <host/binder_parcel.h>
 
 namespace aidl::vendor::tarvo::hardware::camera::aon {
 
@@ -38,5 +39,15 @@ class SensorConfigInfo {
         return std::string("SensorConfigInfo{") + "sensorId: " + internal::ToString(sensorId) + ", " + "frameWidth: " + internal::ToString(frameWidth) + ", " + "frameHeight: " + internal::ToString(frameHeight) + ", " + "fps: " + internal::ToString(fps) + ", " + "extraParam0: " + internal::ToString(extraParam0) + ", " + "extraParam1: " + internal::ToString(extraParam1) + ", " + "serviceType: " + internal::ToString(serviceType) + ", " + "deliveryMode: " + internal::ToString(deliveryMode) + "}";
     }
 };
+
+namespace internal {
+
+// Host-only: the bytes a device's parcel takes for the record as an argument, a field or an
+// array element: the presence marker, the size header, then the fields in declaration order.
+inline size_t ParcelSize(const SensorConfigInfo& /*value*/) {
+    return host::kParcelableHeaderBytes + 8 * 4;
+}
+
+}  // namespace internal
 
 }  // namespace aidl::vendor::tarvo::hardware::camera::aon

@@ -26,23 +26,40 @@ EventBuilder::EventBuilder()
 
 EventBuilder& EventBuilder::reset() {
     memset(mEvent.get(), 0, sizeof(aov_event));
+    mWritten.clear();
     return *this;
+}
+
+EventBuilder& EventBuilder::resetWritten() {
+    for (const auto& [offset, size] : mWritten) memset(bytes() + offset, 0, size);
+    mWritten.clear();
+    return *this;
+}
+
+void EventBuilder::Written(const void* at, size_t size) {
+    const size_t offset = static_cast<size_t>(static_cast<const uint8_t*>(at) - bytes());
+    if (size > 0) mWritten.emplace_back(offset, std::min(size, sizeof(aov_event) - offset));
 }
 
 EventBuilder& EventBuilder::frame(uint32_t id, uint32_t width, uint32_t height) {
     mEvent->frame_id = id;
     mEvent->frame_width = width;
     mEvent->frame_height = height;
+    Written(&mEvent->frame_id, sizeof(uint32_t));
+    Written(&mEvent->frame_width, sizeof(uint32_t));
+    Written(&mEvent->frame_height, sizeof(uint32_t));
     return *this;
 }
 
 EventBuilder& EventBuilder::serviceType(uint32_t serviceType) {
     mEvent->service_type = serviceType;
+    Written(&mEvent->service_type, sizeof(uint32_t));
     return *this;
 }
 
 EventBuilder& EventBuilder::apuOutputSize(uint32_t size) {
     mEvent->apu_output_size = size;
+    Written(&mEvent->apu_output_size, sizeof(uint32_t));
     return *this;
 }
 
@@ -55,11 +72,14 @@ EventBuilder& EventBuilder::fusion(uint32_t count, float rotateAngle,
     uint8_t* block = mEvent->apu_output + kFusionBlockOffset;
     memcpy(block + kFusionCountOffset, &count, sizeof(count));
     memcpy(block + kFusionRotateAngleOffset, &rotateAngle, sizeof(rotateAngle));
+    Written(block + kFusionCountOffset, sizeof(count));
+    Written(block + kFusionRotateAngleOffset, sizeof(rotateAngle));
     const size_t written = std::min(items.size(), kFusionMaxItems);
     for (size_t i = 0; i < written; ++i) {
         uint8_t* item = block + kFusionItemsOffset + i * kFusionItemBytes;
         memcpy(item, &items[i].word0, sizeof(int32_t));
         memcpy(item + sizeof(int32_t), items[i].words.data(), sizeof(items[i].words));
+        Written(item, kFusionItemBytes);
     }
     return *this;
 }
@@ -81,6 +101,7 @@ EventBuilder& EventBuilder::outputBytes(size_t offset, const void* data, size_t 
     constexpr size_t kArea = sizeof(aov_event::apu_output);
     if (offset >= kArea) return *this;
     memcpy(mEvent->apu_output + offset, data, std::min(size, kArea - offset));
+    Written(mEvent->apu_output + offset, std::min(size, kArea - offset));
     return *this;
 }
 
@@ -89,6 +110,7 @@ EventBuilder& EventBuilder::outputPattern(size_t offset, size_t size, uint32_t s
     if (offset >= kArea) return *this;
     const size_t bytes = std::min(size, kArea - offset);
     for (size_t i = 0; i < bytes; ++i) mEvent->apu_output[offset + i] = PatternByte(i, seed);
+    Written(mEvent->apu_output + offset, bytes);
     return *this;
 }
 
@@ -101,17 +123,28 @@ uint8_t* EventBuilder::imageData(ImageBlock block) {
     return block == ImageBlock::kImage ? mEvent->image.data : mEvent->debug_image.data;
 }
 
+uint8_t* EventBuilder::imageData(ImageBlock block, size_t bytes) {
+    uint8_t* data = imageData(block);
+    Written(data, std::min(bytes, ImageCapacity(block)));
+    return data;
+}
+
 EventBuilder& EventBuilder::image(ImageBlock block, uint32_t stride, uint32_t height,
                                   const std::vector<uint8_t>& data) {
+    const auto setHeader = [&](auto& header) {
+        header.stride = stride;
+        header.height = height;
+        Written(&header.stride, sizeof(header.stride));
+        Written(&header.height, sizeof(header.height));
+    };
     if (block == ImageBlock::kImage) {
-        mEvent->image.stride = stride;
-        mEvent->image.height = height;
+        setHeader(mEvent->image);
     } else {
-        mEvent->debug_image.stride = stride;
-        mEvent->debug_image.height = height;
+        setHeader(mEvent->debug_image);
     }
     if (!data.empty()) {
-        memcpy(imageData(block), data.data(), std::min(data.size(), ImageCapacity(block)));
+        memcpy(imageData(block, data.size()), data.data(),
+               std::min(data.size(), ImageCapacity(block)));
     }
     return *this;
 }
@@ -121,7 +154,7 @@ EventBuilder& EventBuilder::imagePattern(ImageBlock block, uint32_t stride, uint
     image(block, stride, height, {});
     const size_t bytes =
             std::min(static_cast<size_t>(stride) * height * 3 / 2, ImageCapacity(block));
-    uint8_t* data = imageData(block);
+    uint8_t* data = imageData(block, bytes);
     for (size_t i = 0; i < bytes; ++i) data[i] = PatternByte(i, seed);
     return *this;
 }

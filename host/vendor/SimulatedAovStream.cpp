@@ -183,7 +183,8 @@ bool SimulatedAovStream::Produce(const Config& config, uint32_t frameId,
     wanted.width = overrides.width.value_or(config.width);
     wanted.height = overrides.height.value_or(config.height);
     wanted.serviceType = overrides.serviceType.value_or(config.serviceType);
-    FillSyntheticFrame(mBuilder, wanted);
+    // Only this stream writes mBuilder, always through its tracked setters.
+    FillSyntheticFrame(mBuilder, wanted, SyntheticReset::kWritten);
     if (overrides.apuOutputSize) mBuilder.apuOutputSize(*overrides.apuOutputSize);
     if (overrides.fusionCount) {
         const uint32_t count = *overrides.fusionCount;

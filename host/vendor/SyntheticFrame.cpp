@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <vector>
 
 namespace host {
@@ -35,26 +36,34 @@ FaceBox FaceOf(const SyntheticFrameSpec& wanted) {
     return face;
 }
 
+// Written row by row from precomputed lines rather than pixel by pixel: a frame costs about a
+// copy of its bytes, so that long simulated runs stay fast.
 void FillImage(EventBuilder& builder, const SyntheticFrameSpec& wanted, uint32_t rows) {
-    uint8_t* data = builder.imageData(ImageBlock::kImage);
     const uint32_t width = wanted.width;
+    uint8_t* data = builder.imageData(ImageBlock::kImage,
+                                      static_cast<size_t>(width) * rows + width * (rows / 2));
     const FaceBox face = FaceOf(wanted);
     const uint32_t shift = wanted.frameId * 4;
-    // Y: diagonal bars sliding to the right, the face a bright square with a dark rim.
+    // Y: diagonal bars sliding to the right (a 64-pixel period), the face a bright square with a
+    // dark rim. Row y starts at position (y / 2 + width - shift % width) % 64 of the bars.
+    std::vector<uint8_t> bars(static_cast<size_t>(width) + 64);
+    for (size_t i = 0; i < bars.size(); ++i) bars[i] = static_cast<uint8_t>(16 + (i % 64) * 3);
     for (uint32_t y = 0; y < rows; ++y) {
         uint8_t* row = data + static_cast<size_t>(y) * width;
-        for (uint32_t x = 0; x < width; ++x) {
-            row[x] = static_cast<uint8_t>(16 + ((x + y / 2 + width - shift % width) % 64) * 3);
-        }
+        memcpy(row, bars.data() + (y / 2 + width - shift % width) % 64, width);
         const int32_t dy = static_cast<int32_t>(y) - face.top;
         if (dy < 0 || dy >= face.size) continue;
         const int32_t right = std::min<int32_t>(face.left + face.size, static_cast<int32_t>(width));
-        for (int32_t x = face.left; x < right; ++x) {
-            const bool rim = dy < 2 || dy >= face.size - 2 || x < face.left + 2 || x >= right - 2;
-            row[x] = rim ? 16 : 235;
-        }
+        if (right <= face.left) continue;
+        // The rim is the first and last two rows of the face and its first and last two columns.
+        const bool rimRow = dy < 2 || dy >= face.size - 2;
+        memset(row + face.left, rimRow ? 16 : 235, static_cast<size_t>(right - face.left));
+        memset(row + face.left, 16, static_cast<size_t>(std::min(2, right - face.left)));
+        const int32_t rimRight = std::max(right - 2, face.left);
+        memset(row + rimRight, 16, static_cast<size_t>(right - rimRight));
     }
-    // UV (interleaved, U first): eight colour bars, neutral under the face.
+    // UV (interleaved, U first): eight colour bars, neutral under the face. An odd last byte of a
+    // row stays 0.
     uint8_t* chroma = data + static_cast<size_t>(width) * rows;
     static const std::array<std::pair<uint8_t, uint8_t>, 8> kBars = {{{128, 128},
                                                                       {44, 142},
@@ -64,16 +73,22 @@ void FillImage(EventBuilder& builder, const SyntheticFrameSpec& wanted, uint32_t
                                                                       {100, 212},
                                                                       {212, 114},
                                                                       {128, 128}}};
+    std::vector<uint8_t> line(width, 0);
+    for (uint32_t x = 0; x + 1 < width; x += 2) {
+        const auto& bar = kBars[(x * 8) / width];
+        line[x] = bar.first;
+        line[x + 1] = bar.second;
+    }
     for (uint32_t y = 0; y < rows / 2; ++y) {
         uint8_t* row = chroma + static_cast<size_t>(y) * width;
-        for (uint32_t x = 0; x + 1 < width; x += 2) {
-            const auto& bar = kBars[(x * 8) / width];
-            const bool inFace = static_cast<int32_t>(x) >= face.left &&
-                                static_cast<int32_t>(x) < face.left + face.size &&
-                                static_cast<int32_t>(y * 2) >= face.top &&
-                                static_cast<int32_t>(y * 2) < face.top + face.size;
-            row[x] = inFace ? 128 : bar.first;
-            row[x + 1] = inFace ? 128 : bar.second;
+        memcpy(row, line.data(), width);
+        const int32_t top = static_cast<int32_t>(y * 2);
+        if (top < face.top || top >= face.top + face.size) continue;
+        // The even positions inside the face.
+        for (int32_t x = (face.left + 1) & ~1;
+             x < face.left + face.size && static_cast<uint32_t>(x) + 1 < width; x += 2) {
+            row[x] = 128;
+            row[x + 1] = 128;
         }
     }
 }
@@ -124,8 +139,13 @@ void FillDetectors(EventBuilder& builder, const SyntheticFrameSpec& wanted) {
 
 }  // namespace
 
-uint32_t FillSyntheticFrame(EventBuilder& builder, const SyntheticFrameSpec& wanted) {
-    builder.reset();
+uint32_t FillSyntheticFrame(EventBuilder& builder, const SyntheticFrameSpec& wanted,
+                            SyntheticReset reset) {
+    if (reset == SyntheticReset::kWritten) {
+        builder.resetWritten();
+    } else {
+        builder.reset();
+    }
     builder.frame(wanted.frameId, wanted.width, wanted.height)
             .serviceType(wanted.serviceType)
             .fullApuOutputSize();

@@ -1,6 +1,7 @@
 # Runs aon-sim once (or twice) and checks what it did.
 #   AON_SIM    the program          ARGS     its arguments, separated by '|'
 #   EXIT       the status wanted    STDOUT   a regular expression stdout must match (optional)
+#   NOT_STDOUT a regular expression stdout must not match (optional)
 #   STDERR     a regular expression stderr must match (optional)
 #   NO_STDOUT  ON: stdout must stay empty (nothing ran)
 #   TWICE      ON: a second run must print exactly the same
@@ -12,6 +13,9 @@ if(NOT status STREQUAL "${EXIT}")
 endif()
 if(STDOUT AND NOT out MATCHES "${STDOUT}")
   message(FATAL_ERROR "stdout does not match '${STDOUT}':\n${out}")
+endif()
+if(NOT_STDOUT AND out MATCHES "${NOT_STDOUT}")
+  message(FATAL_ERROR "stdout matches '${NOT_STDOUT}':\n${out}")
 endif()
 if(STDERR AND NOT err MATCHES "${STDERR}")
   message(FATAL_ERROR "stderr does not match '${STDERR}':\n${err}")

@@ -13,6 +13,7 @@
 
 #include "event/AovEvent.h"
 #include "host/SimulatedAovStream.h"
+#include "host/SyntheticFrame.h"
 
 namespace host {
 namespace {
@@ -201,6 +202,38 @@ TEST(SimulatedAovStreamTest, CommandedFramesGrowTheirIdsAndTakeTheOverrides) {
     EXPECT_TRUE(observer.done[1].second);
     EXPECT_FALSE(observer.done.back().second);
     EXPECT_EQ(observer.calls, (std::vector<AovCall>{AovCall::kInit, AovCall::kUninit}));
+}
+
+}  // namespace
+}  // namespace host
+
+namespace host {
+namespace {
+
+// The stream clears its record between frames only where the last frame wrote. A write the
+// builder did not track, or a smaller frame after a larger one, would leave stale bytes that a
+// fresh record does not have.
+TEST(SyntheticFrameTest, ARecordClearedWhereItWasWrittenEqualsAFreshOne) {
+    EventBuilder reused;
+    EventBuilder fresh;
+    const SyntheticFrameSpec specs[] = {
+            {7, 640, 480, 0xF},  {8, 320, 240, 0x1}, {9, 101, 77, 0x6},
+            {10, 640, 480, 0x0}, {11, 0, 0, 0x8},    {12, 33, 2, 0xF},
+    };
+    for (const SyntheticFrameSpec& spec : specs) {
+        SCOPED_TRACE("frame " + std::to_string(spec.frameId));
+        FillSyntheticFrame(reused, spec, SyntheticReset::kWritten);
+        FillSyntheticFrame(fresh, spec, SyntheticReset::kWhole);
+        ASSERT_EQ(0, memcmp(reused.bytes(), fresh.bytes(), EventBuilder::size()));
+        // What a commanded frame adds on top: an apu size, a fusion count, both image patterns.
+        const uint32_t count = 40;
+        reused.apuOutputSize(12).outputBytes(tarvo::aon::kFusionBlockOffset, &count, 4);
+        reused.imagePattern(ImageBlock::kImage, 64, 48, spec.frameId);
+        reused.imagePattern(ImageBlock::kDebugImage, 1280, 720, spec.frameId);
+    }
+    FillSyntheticFrame(reused, specs[0], SyntheticReset::kWritten);
+    FillSyntheticFrame(fresh, specs[0], SyntheticReset::kWhole);
+    EXPECT_EQ(0, memcmp(reused.bytes(), fresh.bytes(), EventBuilder::size()));
 }
 
 }  // namespace

@@ -7,11 +7,6 @@
 namespace aon_sim {
 namespace {
 
-using aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
-using aidl::vendor::tarvo::hardware::camera::aon::AONResult;
-using aidl::vendor::tarvo::hardware::camera::aon::AONResultValue;
-using Tag = AONResultValue::Tag;
-
 std::string Hex(int64_t value) {
     char text[24];
     std::snprintf(text, sizeof(text), "0x%" PRIx64, static_cast<uint64_t>(value) & 0xffffffffu);
@@ -44,64 +39,32 @@ std::string NumberText(double value) {
     return text;
 }
 
-// The value of a scalar union member as a number; false for arrays and strings.
-bool ScalarOf(const AONResultValue& value, double* number, bool* integral) {
-    *integral = true;
-    switch (value.getTag()) {
-        case Tag::byteValue: *number = value.get<Tag::byteValue>(); return true;
-        case Tag::intValue: *number = value.get<Tag::intValue>(); return true;
-        case Tag::booleanValue: *number = value.get<Tag::booleanValue>() ? 1 : 0; return true;
-        case Tag::floatValue:
-            *integral = false;
-            *number = value.get<Tag::floatValue>();
-            return true;
-        case Tag::doubleValue:
-            *integral = false;
-            *number = value.get<Tag::doubleValue>();
-            return true;
-        default: return false;
-    }
-}
-
-// The number of elements of an array union member; false for scalars.
-bool SizeOf(const AONResultValue& value, size_t* size) {
-    switch (value.getTag()) {
-        case Tag::byteArray: *size = value.get<Tag::byteArray>().size(); return true;
-        case Tag::intArray: *size = value.get<Tag::intArray>().size(); return true;
-        case Tag::floatArray: *size = value.get<Tag::floatArray>().size(); return true;
-        case Tag::doubleArray: *size = value.get<Tag::doubleArray>().size(); return true;
-        default: return false;
-    }
-}
-
-std::optional<std::string> CheckKey(const ExpectKey& expect, const AONCallBackInfo& event) {
+std::optional<std::string> CheckKey(const ExpectKey& expect, const ReceivedEvent& event) {
     const std::string what = "key " + std::to_string(expect.key) +
                              (expect.check == ExpectKey::Check::kEquals ? " = " : " size ") +
                              expect.literal;
-    const AONResult* found = nullptr;
-    for (const AONResult& result : event.results) {
+    const ReceivedResult* found = nullptr;
+    for (const ReceivedResult& result : event.results) {
         if (result.key == expect.key) {
             found = &result;
             break;
         }
     }
     if (found == nullptr) return Fail(what, "no key " + std::to_string(expect.key));
-    double number = 0;
-    bool integral = true;
-    size_t size = 0;
     if (expect.check == ExpectKey::Check::kSize) {
-        if (!SizeOf(found->value, &size)) return Fail(what, "a value that is not an array");
-        if (static_cast<double>(size) == expect.value) return std::nullopt;
-        return Fail(what, "size " + std::to_string(size));
+        if (!found->array) return Fail(what, "a value that is not an array");
+        if (static_cast<double>(found->size) == expect.value) return std::nullopt;
+        return Fail(what, "size " + std::to_string(found->size));
     }
-    if (!ScalarOf(found->value, &number, &integral)) {
-        return Fail(what, SizeOf(found->value, &size)
-                                  ? "an array of " + std::to_string(size) + " (check its size)"
-                                  : std::string("a value that is not a number"));
+    if (!found->number) {
+        return Fail(what, found->array ? "an array of " + std::to_string(found->size) +
+                                                 " (check its size)"
+                                       : std::string("a value that is not a number"));
     }
-    const bool equal = integral ? number == expect.value
-                                : std::fabs(number - expect.value) <=
-                                          1e-4 * std::max(1.0, std::fabs(expect.value));
+    const double number = found->value;
+    const bool equal = found->integral ? number == expect.value
+                                       : std::fabs(number - expect.value) <=
+                                                 1e-4 * std::max(1.0, std::fabs(expect.value));
     if (equal) return std::nullopt;
     return Fail(what, NumberText(number));
 }
@@ -206,7 +169,7 @@ std::optional<std::string> CheckExpectation(const CommandBody& body, const Check
     const std::string client = ClientOf(body);
     const std::optional<Simulation::ClientView> view = context.simulation.View(client);
     if (!view) return Fail("client " + client, "no such client");
-    const std::optional<AONCallBackInfo> last = view->object->lastEvent();
+    const std::optional<ReceivedEvent> last = view->object->lastEvent();
 
     if (const auto* states = std::get_if<ExpectStates>(&body)) {
         const auto received = view->object->states();
@@ -247,7 +210,7 @@ std::optional<std::string> CheckExpectation(const CommandBody& body, const Check
     if (!last) return Fail(expected, "no event");
     if (const auto* keys = std::get_if<ExpectKeys>(&body)) {
         std::vector<int32_t> actual;
-        for (const AONResult& result : last->results) actual.push_back(result.key);
+        for (const ReceivedResult& result : last->results) actual.push_back(result.key);
         if (actual == keys->keys) return std::nullopt;
         return Fail(expected, ListText("keys", actual));
     }

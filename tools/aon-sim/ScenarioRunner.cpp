@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 
 #include "host/FakeModuleHelper.h"
 #include "tools/aon-sim/ExpectationCheck.h"
@@ -14,6 +15,15 @@ namespace aon_sim {
 namespace {
 
 constexpr std::chrono::milliseconds kStepTimeout{5000};
+// A `frames` line at least this long shows its progress on a terminal, redrawn this often.
+constexpr int32_t kProgressFrames = 1000;
+constexpr std::chrono::milliseconds kProgressPeriod{100};
+
+std::string Seconds(int64_t micros) {
+    char text[32];
+    std::snprintf(text, sizeof(text), "%.3f s", static_cast<double>(micros) / 1e6);
+    return text;
+}
 
 bool NeedsService(const CommandBody& body) {
     return std::holds_alternative<ClientCall>(body) || std::holds_alternative<CameraOpen>(body) ||
@@ -24,7 +34,8 @@ bool NeedsService(const CommandBody& body) {
 
 ScenarioRunner::ScenarioRunner(const Scenario& scenario, Simulation& simulation,
                                host::SimulatedAovStream& stream, host::FakeAovStream& vendor,
-                               Trace& trace, VirtualClock& clock, StepWatchdog* watchdog)
+                               Trace& trace, VirtualClock& clock, StepWatchdog* watchdog,
+                               aon_tools::Console* console)
     : mScenario(scenario),
       mSimulation(simulation),
       mStream(stream),
@@ -32,6 +43,7 @@ ScenarioRunner::ScenarioRunner(const Scenario& scenario, Simulation& simulation,
       mTrace(trace),
       mClock(clock),
       mWatchdog(watchdog),
+      mConsole(console),
       mSensors(aon_tools::DefaultSensors()) {}
 
 bool ScenarioRunner::Run(std::string* failure) {
@@ -123,7 +135,7 @@ bool ScenarioRunner::Act(const Command& command, std::string* failure) {
     } else if (const auto* close = std::get_if<CameraClose>(&body)) {
         mSimulation.CloseCamera(close->instanceId);
     } else if (const auto* frames = std::get_if<FrameSpec>(&body)) {
-        Frames(*frames);
+        Frames(*frames, command.line);
     } else if (const auto* wait = std::get_if<Wait>(&body)) {
         mClock.Advance(wait->micros);
     }
@@ -152,7 +164,7 @@ void ScenarioRunner::ScriptSensor(const VendorSensor& sensor) {
     mVendor.SetSensors(mSensors);
 }
 
-void ScenarioRunner::Frames(const FrameSpec& wanted) {
+void ScenarioRunner::Frames(const FrameSpec& wanted, int line) {
     host::FrameOverrides overrides;
     overrides.frameId = wanted.frameId;
     overrides.width = wanted.width;
@@ -162,13 +174,23 @@ void ScenarioRunner::Frames(const FrameSpec& wanted) {
     overrides.fusionCount = wanted.fusionCount;
     overrides.image = wanted.image;
     overrides.debugImage = wanted.debugImage;
+    const bool showProgress = mConsole != nullptr && wanted.count >= kProgressFrames;
+    auto shown = std::chrono::steady_clock::now() - kProgressPeriod;
     for (int32_t i = 0; i < wanted.count; ++i) {
+        if (showProgress && i % 64 == 0 &&
+            std::chrono::steady_clock::now() - shown >= kProgressPeriod) {
+            shown = std::chrono::steady_clock::now();
+            mConsole->SetStatus("  line " + std::to_string(line) + ": frame " + std::to_string(i) +
+                                " of " + std::to_string(wanted.count) + ", at " +
+                                Seconds(mClock.NowMicros()) + " of virtual time");
+        }
         // Each frame takes one frame time of the running stream.
         const std::vector<host::AovCallRecord> inits = mVendor.CallsOf(host::AovCall::kInit);
         const int32_t fps = inits.empty() ? 0 : inits.back().param.fps;
         if (mStream.DeliverFrame(overrides) && fps > 0) mClock.Advance(1000000 / fps);
         if (mWatchdog != nullptr) mWatchdog->Progress();
     }
+    if (showProgress) mConsole->ClearStatus();
 }
 
 }  // namespace aon_sim

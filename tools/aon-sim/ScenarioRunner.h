@@ -2,7 +2,8 @@
 // goes to the trace, runs, and is waited for (the library's workers included) before the next,
 // so that the same file always gives the same trace. Expectations are checked where they stand;
 // the first that fails ends the run, as does a client's answer that did not return what its line
-// expects. A watchdog, when given, ends the process if a step does not finish.
+// expects. A watchdog, when given, ends the process if a step does not finish. A console, when
+// given (a terminal), shows the progress of a long `frames` line in its status line.
 //
 // Not thread-safe: one runner, on the thread that owns the simulation.
 #pragma once
@@ -18,15 +19,17 @@
 #include "tools/aon-sim/Trace.h"
 #include "tools/aon-sim/VirtualClock.h"
 #include "tools/aon-sim/scenario/ScenarioCommand.h"
+#include "tools/common/Console.h"
 
 namespace aon_sim {
 
 class ScenarioRunner final {
   public:
-    // `watchdog` may be null.
+    // `watchdog` and `console` may be null.
     ScenarioRunner(const Scenario& scenario, Simulation& simulation,
                    host::SimulatedAovStream& stream, host::FakeAovStream& vendor, Trace& trace,
-                   VirtualClock& clock, StepWatchdog* watchdog);
+                   VirtualClock& clock, StepWatchdog* watchdog,
+                   aon_tools::Console* console = nullptr);
 
     // Runs the scenario. Returns false at the first expectation that fails, with `failure` set
     // to "<file>:<line>: expected ..., got ...".
@@ -37,7 +40,7 @@ class ScenarioRunner final {
     // Runs one action line; false with `failure` ("expected ..., got ...") when its inline
     // result expectation fails.
     bool Act(const Command& command, std::string* failure);
-    void Frames(const FrameSpec& wanted);
+    void Frames(const FrameSpec& wanted, int line);
     void ScriptSensor(const VendorSensor& sensor);
 
     const Scenario& mScenario;
@@ -47,6 +50,7 @@ class ScenarioRunner final {
     Trace& mTrace;
     VirtualClock& mClock;
     StepWatchdog* const mWatchdog;
+    aon_tools::Console* const mConsole;
     std::vector<host::FakeSensor> mSensors;
     bool mSensorsScripted = false;
     uint64_t mActionSeq = 0;

@@ -13,9 +13,59 @@ size_t TransactionBytes() {
     return stack.empty() ? 0 : stack.back().dataBytes;
 }
 
+using aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
+using aidl::vendor::tarvo::hardware::camera::aon::AONResult;
+using Tag = aidl::vendor::tarvo::hardware::camera::aon::AONResultValue::Tag;
+
+ReceivedResult Receive(const AONResult& result) {
+    ReceivedResult received;
+    received.key = result.key;
+    received.tag = result.value.getTag();
+    const auto scalar = [&](double value, bool integral) {
+        received.number = true;
+        received.integral = integral;
+        received.value = value;
+    };
+    const auto array = [&](size_t size) {
+        received.array = true;
+        received.size = size;
+    };
+    switch (received.tag) {
+        case Tag::byteValue:
+            scalar(result.value.get<Tag::byteValue>(), true);
+            break;
+        case Tag::intValue:
+            scalar(result.value.get<Tag::intValue>(), true);
+            break;
+        case Tag::booleanValue:
+            scalar(result.value.get<Tag::booleanValue>() ? 1 : 0, true);
+            break;
+        case Tag::floatValue:
+            scalar(result.value.get<Tag::floatValue>(), false);
+            break;
+        case Tag::doubleValue:
+            scalar(result.value.get<Tag::doubleValue>(), false);
+            break;
+        case Tag::stringValue:
+            break;
+        case Tag::byteArray:
+            array(result.value.get<Tag::byteArray>().size());
+            break;
+        case Tag::intArray:
+            array(result.value.get<Tag::intArray>().size());
+            break;
+        case Tag::floatArray:
+            array(result.value.get<Tag::floatArray>().size());
+            break;
+        case Tag::doubleArray:
+            array(result.value.get<Tag::doubleArray>().size());
+            break;
+    }
+    return received;
+}
+
 }  // namespace
 
-using aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
 using aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
 
 SimClient::SimClient(std::string name, Trace& trace, bool withValues,
@@ -30,7 +80,10 @@ ndk::ScopedAStatus SimClient::onAONEvent(int64_t clientHandle, const AONCallBack
     {
         std::lock_guard<std::mutex> guard(mLock);
         ++mEventCount;
-        mLastEvent = info;
+        ReceivedEvent& last = mLastEvent ? *mLastEvent : mLastEvent.emplace();
+        last.serviceType = info.serviceType;
+        last.results.clear();
+        for (const AONResult& result : info.results) last.results.push_back(Receive(result));
     }
     EventEntry entry;
     entry.client = mName;
@@ -79,7 +132,7 @@ std::vector<std::pair<int32_t, int32_t>> SimClient::states() const {
     return mStates;
 }
 
-std::optional<AONCallBackInfo> SimClient::lastEvent() const {
+std::optional<ReceivedEvent> SimClient::lastEvent() const {
     std::lock_guard<std::mutex> guard(mLock);
     return mLastEvent;
 }

@@ -32,6 +32,24 @@ class ClientCallbackListener {
     virtual void OnClientCallback(const std::string& client, std::optional<int32_t> state) = 0;
 };
 
+// What a client keeps of the last event it received, for expectations: its service type and each
+// result's key, union member, number of elements and, for a scalar, its value. The arrays
+// themselves are not kept (an image is hundreds of kilobytes a frame).
+struct ReceivedResult {
+    int32_t key = 0;
+    aidl::vendor::tarvo::hardware::camera::aon::AONResultValue::Tag tag{};
+    bool array = false;
+    size_t size = 1;      // elements of an array
+    bool number = false;  // a scalar with a numeric value
+    bool integral = true;
+    double value = 0;
+};
+
+struct ReceivedEvent {
+    int32_t serviceType = 0;
+    std::vector<ReceivedResult> results;
+};
+
 class SimClient final : public aidl::vendor::tarvo::hardware::camera::aon::BnAONServiceCallBack {
   public:
     // `saver` (no images saved) and `listener` may be null.
@@ -50,8 +68,7 @@ class SimClient final : public aidl::vendor::tarvo::hardware::camera::aon::BnAON
     const std::string& name() const { return mName; }
     int64_t eventCount() const EXCLUDES(mLock);
     std::vector<std::pair<int32_t, int32_t>> states() const EXCLUDES(mLock);
-    std::optional<aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo> lastEvent() const
-            EXCLUDES(mLock);
+    std::optional<ReceivedEvent> lastEvent() const EXCLUDES(mLock);
 
   private:
     const std::string mName;
@@ -63,8 +80,7 @@ class SimClient final : public aidl::vendor::tarvo::hardware::camera::aon::BnAON
     mutable std::mutex mLock;
     int64_t mEventCount GUARDED_BY(mLock) = 0;
     std::vector<std::pair<int32_t, int32_t>> mStates GUARDED_BY(mLock);
-    std::optional<aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo> mLastEvent
-            GUARDED_BY(mLock);
+    std::optional<ReceivedEvent> mLastEvent GUARDED_BY(mLock);
 };
 
 }  // namespace aon_sim

@@ -2,6 +2,7 @@
 // plays its clients, the camera stack and the vendor stream: a demonstration in real time, or a
 // scenario file in virtual time with a deterministic trace and expectations.
 #include <cutils/properties.h>
+#include <malloc.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -127,7 +128,8 @@ bool CheckDumpDirectory(const std::string& path, std::string* error) {
         StepWatchdog watchdog(kStepBound, kExitStuck,
                               [&simulation](int pid) { return simulation.ProcessName(pid); });
         ScenarioRunner runner(*scenario, simulation, *stream, vendor, trace, virtualClock,
-                              &watchdog);
+                              &watchdog,
+                              options.json || !console.interactive() ? nullptr : &console);
         passed = runner.Run(&failure);
         expectations = runner.expectationsPassed();
     } else {
@@ -193,5 +195,10 @@ int Main(int argc, char** argv) {
 }  // namespace aon_sim
 
 int main(int argc, char** argv) {
+    // Every frame the library allocates its event's arrays afresh (an image is hundreds of
+    // kilobytes): the allocator keeps such blocks in the heap, and the heap's top, for the next
+    // frame, rather than mapping and faulting in new pages each time.
+    mallopt(M_MMAP_THRESHOLD, 64 << 20);
+    mallopt(M_TRIM_THRESHOLD, 256 << 20);
     aon_sim::Finish(aon_sim::Main(argc, argv));
 }

@@ -3,6 +3,9 @@
 // fails here with STATUS_FAILED_TRANSACTION and never reaches the client.
 #include <aidl/vendor/tarvo/hardware/camera/aon/BpAONServiceCallBack.h>
 
+#include <memory>
+#include <vector>
+
 #include "host/binder_transport.h"
 
 namespace aidl::vendor::tarvo::hardware::camera::aon {
@@ -14,6 +17,31 @@ host::TransactionRequest Request(const char* method, size_t argumentBytes) {
 }
 
 constexpr auto kNoResult = [] { return size_t{0}; };
+
+// The callee's own copy of an event, as after unparcelling. Each thread keeps one record per depth
+// of calls it is serving and assigns into it, so that the arrays keep their capacity from event to
+// event: delivering a frame costs a copy of its bytes, not a fresh allocation of the same
+// megabyte. A nested delivery on the same thread gets a record of its own.
+class CalleeCopy final {
+  public:
+    explicit CalleeCopy(const AONCallBackInfo& from) : mDepth(tDepth++) {
+        if (tRecords.size() <= mDepth) tRecords.push_back(std::make_unique<AONCallBackInfo>());
+        *tRecords[mDepth] = from;
+    }
+    ~CalleeCopy() { --tDepth; }
+    CalleeCopy(const CalleeCopy&) = delete;
+    CalleeCopy& operator=(const CalleeCopy&) = delete;
+
+    const AONCallBackInfo& get() const { return *tRecords[mDepth]; }
+
+  private:
+    static thread_local std::vector<std::unique_ptr<AONCallBackInfo>> tRecords;
+    static thread_local size_t tDepth;
+    const size_t mDepth;
+};
+
+thread_local std::vector<std::unique_ptr<AONCallBackInfo>> CalleeCopy::tRecords;
+thread_local size_t CalleeCopy::tDepth = 0;
 
 }  // namespace
 
@@ -27,9 +55,8 @@ BpAONServiceCallBack::~BpAONServiceCallBack() = default;
     return host::Transact<IAONServiceCallBack>(
             asBinder(), Request("onAONEvent", 8 + internal::ParcelSize(in_info)),
             [&](IAONServiceCallBack& callee) {
-                // The callee's own copy, as after unparcelling.
-                const AONCallBackInfo info = in_info;
-                return callee.onAONEvent(in_clientHandle, info);
+                const CalleeCopy info(in_info);
+                return callee.onAONEvent(in_clientHandle, info.get());
             },
             kNoResult);
 }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "event/AovEvent.h"
@@ -34,6 +35,11 @@ class EventBuilder final {
 
     // Zeroes the whole record again.
     EventBuilder& reset();
+    // Zeroes again only what the setters below wrote since the last reset() or resetWritten(),
+    // image data handed out by imageData(block, bytes) included: for a record filled only that
+    // way, the same record as reset() gives, without rewriting the untouched megabytes. Bytes
+    // written through event(), bytes() or imageData(block) are not tracked (use reset()).
+    EventBuilder& resetWritten();
 
     EventBuilder& frame(uint32_t id, uint32_t width, uint32_t height);
     EventBuilder& serviceType(uint32_t serviceType);
@@ -63,6 +69,9 @@ class EventBuilder final {
     // Bytes of the image data area of a block, from its start to the end of the record.
     static size_t ImageCapacity(ImageBlock block);
     uint8_t* imageData(ImageBlock block);
+    // The same, for a caller that writes its first `bytes` (clipped to the capacity): those bytes
+    // are tracked for resetWritten().
+    uint8_t* imageData(ImageBlock block, size_t bytes);
 
     // The generated pattern: depends on the index and the seed, so that a shifted or truncated copy
     // shows. A moving picture is made by changing the seed from frame to frame.
@@ -74,7 +83,11 @@ class EventBuilder final {
     struct Free {
         void operator()(aov_event* event) const;
     };
+    // Notes `size` bytes from `at` (inside the record) as written.
+    void Written(const void* at, size_t size);
+
     std::unique_ptr<aov_event, Free> mEvent;
+    std::vector<std::pair<size_t, size_t>> mWritten;  // offset and length of each tracked write
 };
 
 }  // namespace host

@@ -5,7 +5,11 @@
 #   STDERR     a regular expression stderr must match (optional)
 #   NO_STDOUT  ON: stdout must stay empty (nothing ran)
 #   TWICE      ON: a second run must print exactly the same
+#   FILE       a file the run writes, FILE_MATCHES a regular expression its content must match
 string(REPLACE "|" ";" args "${ARGS}")
+if(FILE)
+  file(REMOVE "${FILE}")
+endif()
 execute_process(COMMAND ${AON_SIM} ${args} RESULT_VARIABLE status OUTPUT_VARIABLE out
                 ERROR_VARIABLE err)
 if(NOT status STREQUAL "${EXIT}")
@@ -22,6 +26,15 @@ if(STDERR AND NOT err MATCHES "${STDERR}")
 endif()
 if(NO_STDOUT AND NOT out STREQUAL "")
   message(FATAL_ERROR "expected nothing on stdout, got:\n${out}")
+endif()
+if(FILE)
+  if(NOT EXISTS "${FILE}")
+    message(FATAL_ERROR "${FILE} was not written")
+  endif()
+  file(READ "${FILE}" content)
+  if(NOT content MATCHES "${FILE_MATCHES}")
+    message(FATAL_ERROR "${FILE} does not match '${FILE_MATCHES}':\n${content}")
+  endif()
 endif()
 if(TWICE)
   execute_process(COMMAND ${AON_SIM} ${args} RESULT_VARIABLE status2 OUTPUT_VARIABLE out2

@@ -27,9 +27,11 @@ Scenario Parsed(const std::string& text) {
 
 struct BadLine {
     const char* name;
-    const char* text;
+    std::string text;
     const char* error;
 };
+
+constexpr char kBinary[] = "client app\nab\0cd\nclinet\n";
 
 void PrintTo(const BadLine& line, std::ostream* out) {
     *out << line.name;
@@ -107,6 +109,15 @@ const BadLine kBadLines[] = {
          "t.aonsim:1: expected the quoted log text, got 'stop'"},
         {"KeyCheckWithoutValue", "client app\nexpect app key 0 =\n",
          "t.aonsim:2: expected a number, got the end of the line"},
+        // What a file holds is shown escaped, never as raw bytes to the terminal.
+        {"ControlBytesEscaped", "client app\nz\x01z\xff\n",
+         "t.aonsim:2: expected a command (property, vendor, client, camera, frame, frames, wait, "
+         "note, expect) or a declared client (app), got 'z\\x01z\\xff'"},
+        {"BinaryFileStopsAtItsFirstNul", std::string(kBinary, sizeof(kBinary) - 1),
+         "t.aonsim:2: expected a scenario (text), got a binary file (a NUL byte)"},
+        {"EmptyFile", "", "t.aonsim: expected at least one command, got an empty file"},
+        {"OnlyComments", "# nothing yet\n\n   \n",
+         "t.aonsim: expected at least one command, got only blank lines and comments"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Lines, ScenarioParserErrorTest, ::testing::ValuesIn(kBadLines),
@@ -123,6 +134,40 @@ TEST(ScenarioParserTest, ReportsEveryBadLineAndHandsOverNothing) {
     EXPECT_EQ(parser.errors()[1].rfind("t.aonsim:4: ", 0), 0u);
     EXPECT_EQ(scenario.path, "untouched");
     EXPECT_TRUE(scenario.commands.empty());
+}
+
+TEST(ScenarioParserTest, StopsAfterTenMistakesAndShowsLongWordsInPart) {
+    std::string text;
+    for (int i = 0; i < 30; ++i) text += std::string(100, 'x') + "\n";
+    const std::vector<std::string> errors = ErrorsOf(text);
+    ASSERT_EQ(errors.size(), 11u);
+    EXPECT_EQ(errors[9].rfind("t.aonsim:10: ", 0), 0u);
+    EXPECT_NE(errors[9].find("got '" + std::string(60, 'x') + "...'"), std::string::npos);
+    EXPECT_EQ(errors[10], "t.aonsim: stopped after 10 mistakes");
+}
+
+// A property one character away from one of the library's six gets a warning naming it; the
+// right name, or one further away, does not.
+TEST(ScenarioParserTest, APropertyNameOneCharacterOffIsWarnedAbout) {
+    ScenarioParser parser("t.aonsim");
+    std::istringstream in(
+            "property tarvo.aon.hal.mtk_dump_ap 1\n"               // one removed
+            "property vendor.debug.camera.utils.AovDebugMod3 1\n"  // one changed
+            "property vendor.debug.cameralog.enabled 1\n"          // one added
+            "property tarvo.aon.hal.mtk_dump_apu 1\n"
+            "property vendor.debug.camera.utils.AovBitDepth.Main 10\n"
+            "property persist.vendor.something 1\n");
+    Scenario scenario;
+    ASSERT_TRUE(parser.Parse(in, &scenario));
+    EXPECT_EQ(parser.warnings(),
+              (std::vector<std::string>{
+                      "t.aonsim:1: warning: property 'tarvo.aon.hal.mtk_dump_ap' is not one the "
+                      "library reads; did you mean 'tarvo.aon.hal.mtk_dump_apu'?",
+                      "t.aonsim:2: warning: property 'vendor.debug.camera.utils.AovDebugMod3' is "
+                      "not one the library reads; did you mean "
+                      "'vendor.debug.camera.utils.AovDebugMode'?",
+                      "t.aonsim:3: warning: property 'vendor.debug.cameralog.enabled' is not one "
+                      "the library reads; did you mean 'vendor.debug.cameralog.enable'?"}));
 }
 
 TEST(ScenarioParserTest, ReadsCallsWithTheirArgumentsAndResults) {

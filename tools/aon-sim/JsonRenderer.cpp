@@ -38,7 +38,7 @@ void WriteSensors(aon_tools::JsonWriter& json, const std::vector<SensorSummary>&
     json.EndArray();
 }
 
-void WriteBody(aon_tools::JsonWriter& json, const TraceBody& body) {
+void WriteBody(aon_tools::JsonWriter& json, const TraceBody& body, bool showValues) {
     if (const auto* step = std::get_if<StepEntry>(&body)) {
         json.Key("kind").String("step").Key("line").Int(step->line).Key("text").String(step->text);
     } else if (const auto* note = std::get_if<NoteEntry>(&body)) {
@@ -58,7 +58,7 @@ void WriteBody(aon_tools::JsonWriter& json, const TraceBody& body) {
         for (const aon_tools::ResultItem& item : event->results) {
             json.BeginObject().Key("key").Int(item.key).Key("type").String(item.type);
             if (item.array) json.Key("size").Int(static_cast<int64_t>(item.size));
-            if (!item.value.empty()) json.Key("value").Raw(item.value);
+            if (ShowValue(item, showValues)) json.Key("value").Raw(item.value);
             json.EndObject();
         }
         json.EndArray();
@@ -131,7 +131,7 @@ void JsonRenderer::Write(const TraceEntry& entry) {
     aon_tools::JsonWriter json;
     json.BeginObject().Key("seq").Int(static_cast<int64_t>(entry.seq));
     json.Key("t_us").Int(entry.timeMicros);
-    WriteBody(json, entry.body);
+    WriteBody(json, entry.body, mShowValues);
     json.EndObject();
     std::fputs(json.str().c_str(), mOut);
     std::fputc('\n', mOut);

@@ -12,13 +12,15 @@ namespace aon_sim {
 
 class JsonRenderer final : public TraceSink {
   public:
-    explicit JsonRenderer(FILE* out) : mOut(out) {}
+    // Without `showValues` only the frame keys' values (0, 1, 2) show.
+    explicit JsonRenderer(FILE* out, bool showValues = true) : mOut(out), mShowValues(showValues) {}
 
     void Write(const TraceEntry& entry) override;
     void WriteSummary(const Summary& summary) override;
 
   private:
     FILE* const mOut;
+    const bool mShowValues;
 };
 
 }  // namespace aon_sim

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cctype>
+#include <utility>
 
 #include "tools/aon-sim/ThreadName.h"
 
@@ -9,7 +10,7 @@ namespace aon_sim {
 namespace {
 
 std::atomic<LogTap*> gTap{nullptr};
-thread_local std::string tDropReason;
+thread_local LogTap::DropReason tDropReason;
 
 bool EndsWith(const std::string& text, const std::string& suffix) {
     return text.size() >= suffix.size() &&
@@ -29,10 +30,8 @@ LogTap::~LogTap() {
     gTap.store(nullptr);
 }
 
-std::string LogTap::TakeDropReason() {
-    std::string reason;
-    reason.swap(tDropReason);
-    return reason;
+LogTap::DropReason LogTap::TakeDropReason() {
+    return std::exchange(tDropReason, DropReason{});
 }
 
 std::string LogTap::HidePointers(const std::string& text) {
@@ -64,9 +63,11 @@ void LogTap::Logger(const struct __android_log_message* line) {
     entry.text = line->message != nullptr ? line->message : "";
     entry.thread = CurrentThreadName();
     if (EndsWith(entry.text, "onCallback can not get lock")) {
-        tDropReason = "the manager was busy (onCallback can not get lock)";
+        tDropReason = {DropCause::kManagerBusy,
+                       "the manager was busy (onCallback can not get lock)"};
     } else if (EndsWith(entry.text, "OnAONEvent try_lock failed")) {
-        tDropReason = "the callback registry was busy (OnAONEvent try_lock failed)";
+        tDropReason = {DropCause::kRegistryBusy,
+                       "the callback registry was busy (OnAONEvent try_lock failed)"};
     }
     if (tap->mHidePointers) entry.text = HidePointers(entry.text);
     tap->mTrace.Append(std::move(entry));

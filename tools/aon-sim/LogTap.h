@@ -23,7 +23,11 @@ class LogTap final {
     // Why the library dropped the frame being delivered on the calling thread, from its own log
     // line ("onCallback can not get lock", "OnAONEvent try_lock failed"); empty when it said
     // nothing. Cleared by the call.
-    static std::string TakeDropReason();
+    struct DropReason {
+        DropCause cause = DropCause::kOther;
+        std::string text;  // empty: the library said nothing
+    };
+    static DropReason TakeDropReason();
 
     static std::string HidePointers(const std::string& text);
 

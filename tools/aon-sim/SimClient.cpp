@@ -1,5 +1,7 @@
 #include "tools/aon-sim/SimClient.h"
 
+#include <tuple>
+
 #include "host/binder_control.h"
 #include "tools/aon-sim/ThreadName.h"
 #include "tools/common/ResultDescription.h"
@@ -7,10 +9,12 @@
 namespace aon_sim {
 namespace {
 
-// The data bytes of the transaction this thread serves; 0 for a call made without one.
-size_t TransactionBytes() {
+// The data bytes of the transaction this thread serves and the size of the buffer it went to; 0
+// for a call made without one.
+std::pair<size_t, size_t> TransactionBytes() {
     const std::vector<host::TransactionRecord> stack = host::CurrentTransactions();
-    return stack.empty() ? 0 : stack.back().dataBytes;
+    if (stack.empty()) return {0, 0};
+    return {stack.back().dataBytes, stack.back().limit};
 }
 
 using aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
@@ -68,13 +72,9 @@ ReceivedResult Receive(const AONResult& result) {
 
 using aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
 
-SimClient::SimClient(std::string name, Trace& trace, bool withValues,
+SimClient::SimClient(std::string name, Trace& trace, aon_tools::ValueDetail values,
                      const aon_tools::FrameSaver* saver, ClientCallbackListener* listener)
-    : mName(std::move(name)),
-      mTrace(trace),
-      mWithValues(withValues),
-      mSaver(saver),
-      mListener(listener) {}
+    : mName(std::move(name)), mTrace(trace), mValues(values), mSaver(saver), mListener(listener) {}
 
 ndk::ScopedAStatus SimClient::onAONEvent(int64_t clientHandle, const AONCallBackInfo& info) {
     {
@@ -88,10 +88,10 @@ ndk::ScopedAStatus SimClient::onAONEvent(int64_t clientHandle, const AONCallBack
     EventEntry entry;
     entry.client = mName;
     entry.thread = CurrentThreadName();
-    entry.bytes = TransactionBytes();
+    std::tie(entry.bytes, entry.limit) = TransactionBytes();
     entry.handle = clientHandle;
     entry.serviceType = info.serviceType;
-    entry.results = aon_tools::DescribeResults(info.results, mWithValues);
+    entry.results = aon_tools::DescribeResults(info.results, mValues);
     mTrace.Append(std::move(entry));
     if (mSaver != nullptr) {
         std::string path;
@@ -113,7 +113,7 @@ ndk::ScopedAStatus SimClient::onAONSensorEvent(int64_t clientHandle,
     SensorStateEntry entry;
     entry.client = mName;
     entry.thread = CurrentThreadName();
-    entry.bytes = TransactionBytes();
+    entry.bytes = TransactionBytes().first;
     entry.handle = clientHandle;
     entry.sensorId = info.sensorId;
     entry.state = info.state;

@@ -20,6 +20,7 @@
 
 #include "tools/aon-sim/Trace.h"
 #include "tools/common/FrameSaver.h"
+#include "tools/common/ResultDescription.h"
 
 namespace aon_sim {
 
@@ -53,8 +54,8 @@ struct ReceivedEvent {
 class SimClient final : public aidl::vendor::tarvo::hardware::camera::aon::BnAONServiceCallBack {
   public:
     // `saver` (no images saved) and `listener` may be null.
-    SimClient(std::string name, Trace& trace, bool withValues, const aon_tools::FrameSaver* saver,
-              ClientCallbackListener* listener);
+    SimClient(std::string name, Trace& trace, aon_tools::ValueDetail values,
+              const aon_tools::FrameSaver* saver, ClientCallbackListener* listener);
 
     ndk::ScopedAStatus onAONEvent(
             int64_t clientHandle,
@@ -73,7 +74,7 @@ class SimClient final : public aidl::vendor::tarvo::hardware::camera::aon::BnAON
   private:
     const std::string mName;
     Trace& mTrace;
-    const bool mWithValues;
+    const aon_tools::ValueDetail mValues;
     const aon_tools::FrameSaver* const mSaver;
     ClientCallbackListener* const mListener;
 

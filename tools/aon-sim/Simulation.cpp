@@ -139,7 +139,7 @@ void Simulation::AddClient(const std::string& name, int32_t pid) {
     auto slot = std::make_unique<Slot>();
     slot->name = name;
     slot->pid = pid;
-    slot->object = ndk::SharedRefBase::make<SimClient>(name, mTrace, mOptions.withValues,
+    slot->object = ndk::SharedRefBase::make<SimClient>(name, mTrace, mOptions.values,
                                                        mOptions.saver, this);
     slot->binder = slot->object->asBinder();
     host::SetBinderProcess(slot->binder.get(), pid);
@@ -399,8 +399,9 @@ namespace {
 // Plays one camera stack call and waits for the worker thread it starts in the library.
 bool NotifyCamera(Trace& trace, const char* call, const char* worker, int32_t instanceId,
                   void (tarvo::aon::AONManager::*notify)(int)) {
-    trace.Append(NoteEntry{std::string("camera stack: ") + call + "(" +
-                           std::to_string(instanceId) + ")"});
+    trace.Append(
+            NoteEntry{std::string("camera stack: ") + call + "(" + std::to_string(instanceId) + ")",
+                      CameraCall{instanceId, notify == &tarvo::aon::AONManager::NotifyOpen}});
     const aon_tools::ThreadWatch watch;
     (tarvo::aon::AONManager::GetSingleton().get()->*notify)(instanceId);
     if (watch.Wait(kWorkerTimeout)) return true;
@@ -546,7 +547,7 @@ void Simulation::OnFrameDone(const host::SimulatedFrame& frame, bool delivered) 
         mTrace.Append(std::move(entry));
         return;
     }
-    const std::string libraryReason = LogTap::TakeDropReason();
+    const LogTap::DropReason libraryReason = LogTap::TakeDropReason();
     std::vector<std::pair<std::shared_ptr<SimClient>, int64_t>> watch;
     std::set<std::string> refused;
     {
@@ -567,14 +568,16 @@ void Simulation::OnFrameDone(const host::SimulatedFrame& frame, bool delivered) 
             Slot* slot = FindLocked(name);
             if (slot == nullptr) continue;
             ++slot->dropped;
-            std::string reason = libraryReason;
+            DropEntry drop{slot->name, frame.frameId, libraryReason.text, libraryReason.cause};
             if (refused.count(name) != 0) {
-                reason = "binder refused its onAONEvent: the event does not fit its buffer";
-            } else if (reason.empty()) {
-                reason = slot->pingFails ? "its binder did not answer the ping"
-                                         : "the service did not deliver it";
+                drop.reason = "binder refused its onAONEvent: the event does not fit its buffer";
+                drop.cause = DropCause::kRefused;
+            } else if (drop.reason.empty()) {
+                drop.reason = slot->pingFails ? "its binder did not answer the ping"
+                                              : "the service did not deliver it";
+                drop.cause = DropCause::kOther;
             }
-            drops.push_back({slot->name, frame.frameId, reason});
+            drops.push_back(std::move(drop));
         }
     }
     for (DropEntry& drop : drops) mTrace.Append(std::move(drop));

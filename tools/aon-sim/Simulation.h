@@ -42,7 +42,8 @@ namespace aon_sim {
 class Simulation final : public host::AovStreamObserver, public ClientCallbackListener {
   public:
     struct Options {
-        bool withValues = false;            // result values in the trace
+        // Result values in the trace records (the renderings decide what they show).
+        aon_tools::ValueDetail values = aon_tools::ValueDetail::kNone;
         const aon_tools::FrameSaver* saver = nullptr;  // saves the images clients receive
     };
 

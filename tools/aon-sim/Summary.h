@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,6 +29,8 @@ struct Summary {
     int64_t logWarnings = 0;
     int64_t logErrors = 0;
     int64_t expectationsPassed = 0;
+    std::optional<std::string> imagesDirectory;  // with --save-frames: where images went
+    int64_t imagesSaved = 0;                     // and how many
 };
 
 }  // namespace aon_sim

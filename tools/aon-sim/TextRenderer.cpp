@@ -135,7 +135,7 @@ std::string TextRenderer::Render(const TraceBody& body) const {
         if (event->results.empty()) text += " no results";
         for (const aon_tools::ResultItem& item : event->results) {
             text += " " + std::to_string(item.key) + ":" + TypeText(item);
-            if (!item.value.empty()) text += "=" + item.value;
+            if (ShowValue(item, mOptions.showValues)) text += "=" + item.value;
         }
         return text + ThreadSuffix(event->thread);
     }
@@ -251,6 +251,11 @@ void TextRenderer::WriteSummary(const Summary& summary) {
     mConsole.PrintLine("  log: " + std::to_string(summary.logLines) + " lines, " +
                        std::to_string(summary.logWarnings) + " warnings, " +
                        std::to_string(summary.logErrors) + " errors");
+    if (summary.imagesDirectory) {
+        mConsole.PrintLine("  images: " + std::to_string(summary.imagesSaved) +
+                           (summary.imagesSaved == 1 ? " PNG file" : " PNG files") +
+                           " written into " + *summary.imagesDirectory);
+    }
     if (summary.expectationsPassed > 0) {
         mConsole.PrintLine("  expectations: " + std::to_string(summary.expectationsPassed) +
                            " held");

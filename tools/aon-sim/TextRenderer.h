@@ -18,6 +18,7 @@ class TextRenderer final : public TraceSink {
     struct Options {
         bool foldFrames = false;
         std::string quietThread;  // thread name not shown (the runner's own)
+        bool showValues = true;   // else only the frame keys' values (0, 1, 2) show
     };
 
     TextRenderer(aon_tools::Console& console, Options options);

@@ -10,6 +10,11 @@ const char* PriorityLetter(int priority) {
     return kLetters[priority - 2];
 }
 
+bool ShowValue(const aon_tools::ResultItem& item, bool showValues) {
+    if (item.value.empty()) return false;
+    return showValues || (item.key >= 0 && item.key <= 2 && item.type == "intValue");
+}
+
 std::string ExceptionName(int32_t exception) {
     static const std::pair<int32_t, const char*> kNames[] = {
             {-1, "EX_SECURITY"},          {-2, "EX_BAD_PARCELABLE"},

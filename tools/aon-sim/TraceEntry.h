@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -18,9 +19,20 @@ struct StepEntry {
     std::string text;
 };
 
-// A remark of the simulator itself (what it did as host, what it noticed).
+// A call of the camera stack into the library.
+struct CameraCall {
+    int32_t instanceId = 0;
+    bool open = false;  // NotifyOpen, else NotifyClose
+};
+
+// A remark of the simulator itself (what it did as host, what it noticed). A note that tells of a
+// camera stack call carries it too.
 struct NoteEntry {
+    NoteEntry(std::string noteText, std::optional<CameraCall> cameraCall = std::nullopt)
+        : text(std::move(noteText)), camera(cameraCall) {}
+
     std::string text;
+    std::optional<CameraCall> camera;
 };
 
 // A binder status as the client saw it.
@@ -60,6 +72,7 @@ struct EventEntry {
     std::string client;
     std::string thread;
     size_t bytes = 0;  // the transaction's parcel data, 0 when it came without one
+    size_t limit = 0;  // the size of the receiving process's binder buffer, 0 without one
     int64_t handle = 0;
     int32_t serviceType = 0;
     std::vector<aon_tools::ResultItem> results;
@@ -120,11 +133,20 @@ struct LogEntry {
     std::string thread;
 };
 
+// Why a registered client did not receive a frame.
+enum class DropCause {
+    kManagerBusy,   // the manager's try-lock failed
+    kRegistryBusy,  // the callback registry's try-lock failed
+    kRefused,       // binder refused the event for want of buffer space
+    kOther,         // the service did not deliver it (a failed ping, ...)
+};
+
 // A frame the stream delivered that a registered client did not receive.
 struct DropEntry {
     std::string client;
     uint32_t frameId = 0;
     std::string reason;
+    DropCause cause = DropCause::kOther;
 };
 
 // A binder transaction worth showing: one refused for want of buffer space (the request, or the
@@ -164,6 +186,9 @@ struct TraceEntry {
 
 // Readable names used by both renderings.
 const char* PriorityLetter(int priority);  // "V", "D", "I", "W", "E", "F", or "?"
+// Whether a rendering shows the value of a result: all of them with `showValues`, else only the
+// frame keys' (0, 1 and 2, which name the frame).
+bool ShowValue(const aon_tools::ResultItem& item, bool showValues);
 // "EX_ILLEGAL_ARGUMENT", ... or the number.
 std::string ExceptionName(int32_t exception);
 // A status as the scenario language writes results: ok, error 1 "text", exception EX_....

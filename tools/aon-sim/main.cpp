@@ -19,6 +19,7 @@
 #include "host/FakeAovStream.h"
 #include "host/SimulatedAovStream.h"
 #include "tools/aon-sim/Demo.h"
+#include "tools/aon-sim/HtmlReport.h"
 #include "tools/aon-sim/JsonRenderer.h"
 #include "tools/aon-sim/LogTap.h"
 #include "tools/aon-sim/Options.h"
@@ -55,10 +56,24 @@ constexpr std::chrono::milliseconds kStepBound{4000};
     std::_Exit(status);
 }
 
-bool MakeDirectory(const std::string& path, std::string* error) {
-    if (mkdir(path.c_str(), 0755) == 0 || errno == EEXIST) return true;
-    *error = path + ": " + std::strerror(errno);
-    return false;
+// Frames are saved into a directory that exists and takes files, or that can be made: checked
+// before anything runs, as every other mistake of the command line.
+bool CheckFrameDirectory(const std::string& path, std::string* error) {
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT && mkdir(path.c_str(), 0755) == 0) return true;
+        *error = "'" + path + "': " + std::strerror(errno);
+        return false;
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        *error = "'" + path + "' is not a directory";
+        return false;
+    }
+    if (access(path.c_str(), W_OK | X_OK) != 0) {
+        *error = "'" + path + "': " + std::strerror(errno);
+        return false;
+    }
+    return true;
 }
 
 // The library writes its dumps into "/data/aon/" as it finds it: the directory must exist and take
@@ -81,8 +96,8 @@ bool CheckDumpDirectory(const std::string& path, std::string* error) {
 }
 
 // Runs the demonstration or the scenario and ends the process: what the library holds (clients,
-// the trace it logs to) stays valid to the end.
-[[noreturn]] void Run(const Options& options, const Scenario* scenario) {
+// the trace it logs to) stays valid to the end. `report` (open for writing) takes the HTML page.
+[[noreturn]] void Run(const Options& options, const Scenario* scenario, FILE* report) {
     SetCurrentThreadName(kRunnerThread);
     const bool deterministic = scenario != nullptr;
     VirtualClock virtualClock;
@@ -91,9 +106,12 @@ bool CheckDumpDirectory(const std::string& path, std::string* error) {
 
     Trace trace(clock);
     aon_tools::Console console(stdout);
-    TextRenderer text(console, {options.foldFrames.value_or(!deterministic), kRunnerThread});
-    JsonRenderer json(stdout);
+    TextRenderer text(console,
+                      {options.foldFrames.value_or(!deterministic), kRunnerThread, options.values});
+    JsonRenderer json(stdout, options.values);
     trace.AddSink(options.json ? static_cast<TraceSink*>(&json) : &text);
+    HtmlReport html(scenario != nullptr ? scenario->path : "demonstration");
+    if (report != nullptr) trace.AddSink(&html);
     const LogTap tap(trace, deterministic);
 
     if (options.dumpDir) {
@@ -106,15 +124,15 @@ bool CheckDumpDirectory(const std::string& path, std::string* error) {
     }
     std::unique_ptr<aon_tools::FrameSaver> saver;
     if (!options.saveFrames.empty()) {
-        std::string error;
-        if (!MakeDirectory(options.saveFrames, &error)) {
-            std::fprintf(stderr, "aon-sim: cannot save frames: %s\n", error.c_str());
-            Finish(kExitMalformed);
-        }
         saver = std::make_unique<aon_tools::FrameSaver>(options.saveFrames, options.frameColor);
     }
 
-    Simulation simulation(trace, {options.values, saver.get()});
+    // The report draws detector values: the records carry the short ones even when the trace
+    // does not show them.
+    const aon_tools::ValueDetail values = options.values      ? aon_tools::ValueDetail::kAll
+                                          : report != nullptr ? aon_tools::ValueDetail::kShort
+                                                              : aon_tools::ValueDetail::kNone;
+    Simulation simulation(trace, {values, saver.get()});
     host::SimulatedAovStream* stream = aon_tools::InstallSimulatedStream(
             deterministic ? host::SimulatedAovStream::Delivery::kOnCommand
                           : host::SimulatedAovStream::Delivery::kOwnThread,
@@ -142,7 +160,19 @@ bool CheckDumpDirectory(const std::string& path, std::string* error) {
     stream->Shutdown();
     Summary summary = simulation.MakeSummary(static_cast<double>(clock.NowMicros()) / 1e6);
     summary.expectationsPassed = expectations;
+    if (saver != nullptr) {
+        summary.imagesDirectory = saver->directory();
+        summary.imagesSaved = saver->saved();
+    }
     trace.WriteSummary(summary);
+    if (report != nullptr) {
+        const std::string page = html.Render();
+        if (std::fwrite(page.data(), 1, page.size(), report) != page.size() ||
+            std::fclose(report) != 0) {
+            std::fprintf(stderr, "aon-sim: --report %s: %s\n", options.report->c_str(),
+                         std::strerror(errno));
+        }
+    }
     if (!passed) {
         std::fflush(stdout);
         std::fprintf(stderr, "%s\n", failure.c_str());
@@ -155,12 +185,18 @@ int Main(int argc, char** argv) {
     Options options;
     std::string error;
     if (!ParseOptions(argc, argv, &options, &error)) {
-        std::fprintf(stderr, "aon-sim: %s\n\n%s", error.c_str(), Usage());
+        std::fprintf(stderr,
+                     "aon-sim: %s\nRun 'aon-sim --help' for the options; the scenario language "
+                     "is described in docs/AON-SIM.md.\n",
+                     error.c_str());
         return kExitMalformed;
     }
     if (options.help) {
-        std::fputs(Usage(), stdout);
+        std::fputs(Usage().c_str(), stdout);
         return kExitOk;
+    }
+    for (const std::string& warning : options.warnings) {
+        std::fprintf(stderr, "aon-sim: warning: %s\n", warning.c_str());
     }
     if (options.check && options.scenarios.empty()) {
         std::fprintf(stderr, "aon-sim: --check needs scenario files\n");
@@ -170,15 +206,22 @@ int Main(int argc, char** argv) {
         std::fprintf(stderr, "aon-sim: --dump-dir %s\n", error.c_str());
         return kExitMalformed;
     }
+    if (!options.saveFrames.empty() && !options.check &&
+        !CheckFrameDirectory(options.saveFrames, &error)) {
+        std::fprintf(stderr, "aon-sim: --save-frames %s\n", error.c_str());
+        return kExitMalformed;
+    }
     // Every scenario is read and checked whole before anything runs.
     std::vector<Scenario> scenarios(options.scenarios.size());
     bool malformed = false;
     for (size_t i = 0; i < options.scenarios.size(); ++i) {
         std::vector<std::string> errors;
-        if (!ParseScenarioFile(options.scenarios[i], &scenarios[i], &errors)) {
+        std::vector<std::string> warnings;
+        if (!ParseScenarioFile(options.scenarios[i], &scenarios[i], &errors, &warnings)) {
             for (const std::string& line : errors) std::fprintf(stderr, "%s\n", line.c_str());
             malformed = true;
         }
+        for (const std::string& line : warnings) std::fprintf(stderr, "%s\n", line.c_str());
     }
     if (malformed) return kExitMalformed;
     if (options.check) {
@@ -188,7 +231,18 @@ int Main(int argc, char** argv) {
         }
         return kExitOk;
     }
-    Run(options, scenarios.empty() ? nullptr : &scenarios.front());
+    // The report's file is opened before anything runs: a path that cannot take it is a mistake
+    // of the command line.
+    FILE* report = nullptr;
+    if (options.report) {
+        report = std::fopen(options.report->c_str(), "w");
+        if (report == nullptr) {
+            std::fprintf(stderr, "aon-sim: --report '%s': %s\n", options.report->c_str(),
+                         std::strerror(errno));
+            return kExitMalformed;
+        }
+    }
+    Run(options, scenarios.empty() ? nullptr : &scenarios.front(), report);
 }
 
 }  // namespace

@@ -84,7 +84,7 @@ bool FrameSaver::Save(const std::string& client, const AONCallBackInfo& info, st
         image.channels = 1;
         image.rowBytes = static_cast<size_t>(stride);
         image.pixels = bytes.data();
-        return WritePng(*path, image, error);
+        return Written(WritePng(*path, image, error));
     }
     std::vector<uint8_t> rgb(static_cast<size_t>(width * height * 3));
     const uint8_t* chroma = bytes.data() + stride * height;
@@ -113,7 +113,12 @@ bool FrameSaver::Save(const std::string& client, const AONCallBackInfo& info, st
     image.channels = 3;
     image.rowBytes = static_cast<size_t>(width * 3);
     image.pixels = rgb.data();
-    return WritePng(*path, image, error);
+    return Written(WritePng(*path, image, error));
+}
+
+bool FrameSaver::Written(bool written) const {
+    if (written) ++mSaved;
+    return written;
 }
 
 }  // namespace aon_tools

@@ -5,6 +5,8 @@
 // Thread-safety: holds only its configuration; Save may be called from any thread.
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <string>
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/AONCallBackInfo.h>
@@ -23,12 +25,20 @@ class FrameSaver final {
               const aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo& info,
               std::string* path, std::string* error) const;
 
+    const std::string& directory() const { return mDirectory; }
+    // The number of files written so far.
+    int64_t saved() const { return mSaved.load(); }
+
     // Parses "gray", "nv12", "nv21" or "i420".
     static bool ParseColor(const std::string& text, FrameColor* color);
 
   private:
+    // Counts a file written; returns `written`.
+    bool Written(bool written) const;
+
     const std::string mDirectory;
     const FrameColor mColor;
+    mutable std::atomic<int64_t> mSaved{0};
 };
 
 }  // namespace aon_tools

@@ -37,8 +37,10 @@ std::string Digest(const std::vector<T>& values) {
 }
 
 template <typename T, typename Render>
-std::string ArrayValue(const std::vector<T>& values, Render render) {
-    if (values.size() > kMaxShownElements) return Digest(values);
+std::string ArrayValue(const std::vector<T>& values, ValueDetail detail, Render render) {
+    if (values.size() > kMaxShownElements) {
+        return detail == ValueDetail::kAll ? Digest(values) : std::string();
+    }
     std::string out = "[";
     for (size_t i = 0; i < values.size(); ++i) out += (i ? "," : "") + render(values[i]);
     return out + "]";
@@ -57,7 +59,8 @@ std::string Single(float value) {
 }
 
 // The frame keys 0, 1 and 2 always show their values: they name the frame in the timeline.
-void Describe(const AONResultValue& value, bool withValues, bool frameKey, ResultItem* item) {
+void Describe(const AONResultValue& value, ValueDetail detail, bool frameKey, ResultItem* item) {
+    const bool withValues = detail != ValueDetail::kNone;
     item->type = MemberName(value.getTag());
     switch (value.getTag()) {
         case Tag::byteValue:
@@ -67,7 +70,8 @@ void Describe(const AONResultValue& value, bool withValues, bool frameKey, Resul
             const auto& array = value.get<Tag::byteArray>();
             item->array = true;
             item->size = array.size();
-            if (withValues) item->value = ArrayValue(array, [](uint8_t v) { return Integer(v); });
+            if (withValues)
+                item->value = ArrayValue(array, detail, [](uint8_t v) { return Integer(v); });
             break;
         }
         case Tag::intValue:
@@ -77,7 +81,8 @@ void Describe(const AONResultValue& value, bool withValues, bool frameKey, Resul
             const auto& array = value.get<Tag::intArray>();
             item->array = true;
             item->size = array.size();
-            if (withValues) item->value = ArrayValue(array, [](int32_t v) { return Integer(v); });
+            if (withValues)
+                item->value = ArrayValue(array, detail, [](int32_t v) { return Integer(v); });
             break;
         }
         case Tag::stringValue:
@@ -90,7 +95,8 @@ void Describe(const AONResultValue& value, bool withValues, bool frameKey, Resul
             const auto& array = value.get<Tag::floatArray>();
             item->array = true;
             item->size = array.size();
-            if (withValues) item->value = ArrayValue(array, [](float v) { return Single(v); });
+            if (withValues)
+                item->value = ArrayValue(array, detail, [](float v) { return Single(v); });
             break;
         }
         case Tag::doubleValue:
@@ -100,7 +106,8 @@ void Describe(const AONResultValue& value, bool withValues, bool frameKey, Resul
             const auto& array = value.get<Tag::doubleArray>();
             item->array = true;
             item->size = array.size();
-            if (withValues) item->value = ArrayValue(array, [](double v) { return Real(v); });
+            if (withValues)
+                item->value = ArrayValue(array, detail, [](double v) { return Real(v); });
             break;
         }
         case Tag::booleanValue:
@@ -112,12 +119,16 @@ void Describe(const AONResultValue& value, bool withValues, bool frameKey, Resul
 }  // namespace
 
 std::vector<ResultItem> DescribeResults(const std::vector<AONResult>& results, bool withValues) {
+    return DescribeResults(results, withValues ? ValueDetail::kAll : ValueDetail::kNone);
+}
+
+std::vector<ResultItem> DescribeResults(const std::vector<AONResult>& results, ValueDetail detail) {
     std::vector<ResultItem> items;
     items.reserve(results.size());
     for (const AONResult& result : results) {
         ResultItem item;
         item.key = result.key;
-        Describe(result.value, withValues, result.key >= 0 && result.key <= 2, &item);
+        Describe(result.value, detail, result.key >= 0 && result.key <= 2, &item);
         items.push_back(std::move(item));
     }
     return items;

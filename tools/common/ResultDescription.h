@@ -22,6 +22,17 @@ struct ResultItem {
     std::string value;
 };
 
+// How much of the values to render. The frame keys 0, 1 and 2 always carry theirs.
+enum class ValueDetail {
+    kNone,
+    kShort,  // scalars and arrays of at most 32 elements; longer arrays carry no value
+    kAll,    // everything, longer arrays as a digest
+};
+
+std::vector<ResultItem> DescribeResults(
+        const std::vector<aidl::vendor::tarvo::hardware::camera::aon::AONResult>& results,
+        ValueDetail detail);
+// kAll with values, kNone without.
 std::vector<ResultItem> DescribeResults(
         const std::vector<aidl::vendor::tarvo::hardware::camera::aon::AONResult>& results,
         bool withValues);

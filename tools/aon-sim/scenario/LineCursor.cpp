@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <limits>
 
@@ -17,14 +18,38 @@ std::string JoinChoices(const std::vector<std::string>& choices) {
     return out;
 }
 
+// The bytes of a word an error shows at most.
+constexpr size_t kShownWordBytes = 60;
+
 }  // namespace
+
+std::string Printable(const std::string& text, size_t limit) {
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (i == limit) return out + "...";
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if (byte >= 0x20 && byte < 0x7f) {
+            out += text[i];
+        } else {
+            char escaped[8];
+            std::snprintf(escaped, sizeof(escaped), "\\x%02x", byte);
+            out += escaped;
+        }
+    }
+    return out;
+}
+
+std::string ShownWord(const std::string& word) {
+    return "'" + Printable(word, kShownWordBytes) + "'";
+}
 
 LineCursor::LineCursor(std::vector<Token> tokens) : mTokens(std::move(tokens)) {}
 
 std::string LineCursor::Describe(size_t index) const {
     if (index >= mTokens.size()) return "the end of the line";
-    return mTokens[index].quoted ? "\"" + mTokens[index].text + "\""
-                                 : "'" + mTokens[index].text + "'";
+    // What a file holds may be anything: a long or binary word shows in part, escaped.
+    if (!mTokens[index].quoted) return ShownWord(mTokens[index].text);
+    return "\"" + Printable(mTokens[index].text, kShownWordBytes) + "\"";
 }
 
 bool LineCursor::Fail(const std::string& what) {

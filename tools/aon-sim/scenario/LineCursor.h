@@ -11,6 +11,12 @@
 
 namespace aon_sim {
 
+// A text fit for a terminal: bytes outside printable ASCII as \xNN; past `limit` bytes of the
+// original the rest shows as "...".
+std::string Printable(const std::string& text, size_t limit = std::string::npos);
+// A word of the file as an error shows it: quoted, escaped, a long one in part.
+std::string ShownWord(const std::string& word);
+
 class LineCursor final {
   public:
     explicit LineCursor(std::vector<Token> tokens);

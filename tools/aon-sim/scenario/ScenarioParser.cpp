@@ -1,16 +1,23 @@
 #include "tools/aon-sim/scenario/ScenarioParser.h"
 
+#include <sys/stat.h>
+
 #include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <set>
 #include <sstream>
 
 #include "event/AovEvent.h"
+#include "tools/aon-sim/scenario/PropertyNames.h"
 
 namespace aon_sim {
 namespace {
 
-constexpr size_t kMaxErrors = 20;
+// A file with more mistakes than this is probably not a scenario: the rest is not reported.
+constexpr size_t kMaxErrors = 10;
 constexpr int32_t kMaxFramesPerLine = 100000;
 constexpr int32_t kFirstDefaultPid = 1001;
 
@@ -62,8 +69,18 @@ bool ScenarioParser::Parse(std::istream& in, Scenario* scenario) {
     parsed.path = mPath;
     std::string text;
     int line = 0;
-    while (std::getline(in, text) && mErrors.size() < kMaxErrors) {
+    while (std::getline(in, text)) {
         ++line;
+        if (mErrors.size() == kMaxErrors) {
+            mErrors.push_back(mPath + ": stopped after " + std::to_string(kMaxErrors) +
+                              " mistakes");
+            break;
+        }
+        if (text.find('\0') != std::string::npos) {
+            mErrors.push_back(mPath + ":" + std::to_string(line) +
+                              ": expected a scenario (text), got a binary file (a NUL byte)");
+            break;
+        }
         std::vector<Token> tokens;
         std::string tokenError;
         if (!Tokenize(text, &tokens, &tokenError)) {
@@ -75,10 +92,15 @@ bool ScenarioParser::Parse(std::istream& in, Scenario* scenario) {
         LineCursor cursor(std::move(tokens));
         std::optional<CommandBody> body = ParseCommand(cursor, line);
         if (cursor.failed() || !body) {
-            mErrors.push_back(mPath + ":" + std::to_string(line) + ": " + cursor.error());
+            mErrors.push_back(mPath + ":" + std::to_string(line) + ": " +
+                              Printable(cursor.error()));
             continue;
         }
         parsed.commands.push_back({line, WithoutComment(text), std::move(*body)});
+    }
+    if (mErrors.empty() && parsed.commands.empty()) {
+        mErrors.push_back(mPath + ": expected at least one command, got " +
+                          (line == 0 ? "an empty file" : "only blank lines and comments"));
     }
     if (!mErrors.empty()) return false;
     *scenario = std::move(parsed);
@@ -86,7 +108,7 @@ bool ScenarioParser::Parse(std::istream& in, Scenario* scenario) {
 }
 
 std::optional<CommandBody> ScenarioParser::ParseCommand(LineCursor& cursor, int line) {
-    if (cursor.Accept("property")) return ParseProperty(cursor);
+    if (cursor.Accept("property")) return ParseProperty(cursor, line);
     if (cursor.Accept("vendor")) return ParseVendor(cursor);
     if (cursor.Accept("client")) return ParseClientDeclare(cursor, line);
     if (cursor.Accept("camera")) return ParseCamera(cursor, line);
@@ -110,16 +132,20 @@ std::optional<CommandBody> ScenarioParser::ParseCommand(LineCursor& cursor, int 
                 "a command (property, vendor, client, camera, frame, frames, wait, note, "
                 "expect) or a declared client" +
                         (declared.empty() ? "" : declared + ")"),
-                "'" + word + "'");
+                ShownWord(word));
         return std::nullopt;
     }
     return ParseClientCommand(cursor, word, line);
 }
 
-std::optional<CommandBody> ScenarioParser::ParseProperty(LineCursor& cursor) {
+std::optional<CommandBody> ScenarioParser::ParseProperty(LineCursor& cursor, int line) {
     PropertySet property;
     if (!cursor.ReadWord(&property.name, "a property name")) return std::nullopt;
     if (!cursor.ReadValue(&property.value, "a property value")) return std::nullopt;
+    if (const std::optional<std::string> meant = NearPropertyName(property.name)) {
+        mWarnings.push_back(mPath + ":" + std::to_string(line) +
+                            ": warning: " + NearPropertyWarning(property.name, *meant));
+    }
     if (!cursor.ExpectEnd("the end of the line (quote a value with blanks)")) return std::nullopt;
     return property;
 }
@@ -545,14 +571,23 @@ std::optional<CommandBody> ScenarioParser::ParseNote(LineCursor& cursor) {
 }
 
 bool ParseScenarioFile(const std::string& path, Scenario* scenario,
-                       std::vector<std::string>* errors) {
-    std::ifstream in(path);
+                       std::vector<std::string>* errors, std::vector<std::string>* warnings) {
+    struct stat status;
+    const bool found = stat(path.c_str(), &status) == 0;
+    if (!found || S_ISDIR(status.st_mode)) {
+        errors->push_back(Printable(path) +
+                          ": cannot be read: " + std::strerror(found ? EISDIR : errno));
+        return false;
+    }
+    std::ifstream in(path, std::ios::binary);
     if (!in) {
-        errors->push_back(path + ": cannot be read");
+        errors->push_back(Printable(path) + ": cannot be read: " + std::strerror(errno));
         return false;
     }
     ScenarioParser parser(path);
-    if (parser.Parse(in, scenario)) return true;
+    const bool parsed = parser.Parse(in, scenario);
+    *warnings = parser.warnings();
+    if (parsed) return true;
     *errors = parser.errors();
     return false;
 }

@@ -25,6 +25,9 @@ class ScenarioParser final {
     // one per line) and leaves `scenario` untouched.
     bool Parse(std::istream& in, Scenario* scenario);
     const std::vector<std::string>& errors() const { return mErrors; }
+    // Lines that parse but look like a slip ("<file>:<line>: warning: ..."): a property name one
+    // character away from one the library reads.
+    const std::vector<std::string>& warnings() const { return mWarnings; }
 
   private:
     struct ClientInfo {
@@ -33,7 +36,7 @@ class ScenarioParser final {
     };
 
     std::optional<CommandBody> ParseCommand(LineCursor& cursor, int line);
-    std::optional<CommandBody> ParseProperty(LineCursor& cursor);
+    std::optional<CommandBody> ParseProperty(LineCursor& cursor, int line);
     std::optional<CommandBody> ParseVendor(LineCursor& cursor);
     std::optional<CommandBody> ParseClientDeclare(LineCursor& cursor, int line);
     std::optional<CommandBody> ParseClientCommand(LineCursor& cursor, const std::string& client,
@@ -62,13 +65,16 @@ class ScenarioParser final {
 
     std::string mPath;
     std::vector<std::string> mErrors;
+    std::vector<std::string> mWarnings;
     std::map<std::string, ClientInfo> mClients;
     std::map<int32_t, std::string> mPids;
     int mFirstServiceLine = 0;  // first line that needs the running service
 };
 
-// Reads and parses a file. On failure the errors are in `errors` ("cannot read" included).
+// Reads and parses a file. On failure the errors are in `errors`: a file that cannot be read (with
+// the reason), a binary file, a file without a single command, or the mistakes of its lines. The
+// warnings of a file that parses go to `warnings`.
 bool ParseScenarioFile(const std::string& path, Scenario* scenario,
-                       std::vector<std::string>* errors);
+                       std::vector<std::string>* errors, std::vector<std::string>* warnings);
 
 }  // namespace aon_sim

@@ -69,7 +69,7 @@ std::optional<CommandBody> ScenarioParser::ParseExpectClient(LineCursor& cursor,
             if (colon == std::string::npos ||
                 !LineCursor::ParseInteger(pair.substr(0, colon), INT32_MIN, INT32_MAX, &sensor) ||
                 !LineCursor::ParseInteger(pair.substr(colon + 1), INT32_MIN, INT32_MAX, &state)) {
-                cursor.FailWith("a sensor state as SENSOR:STATE such as 0:1", "'" + pair + "'");
+                cursor.FailWith("a sensor state as SENSOR:STATE such as 0:1", ShownWord(pair));
                 return std::nullopt;
             }
             expect.states.emplace_back(static_cast<int32_t>(sensor), static_cast<int32_t>(state));

@@ -8,7 +8,10 @@
 #include <cstdlib>
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 #include "tools/aon-sim/ExpectationCheck.h"
+#include "tools/aon-sim/JsonRenderer.h"
 #include "tools/aon-sim/LogTap.h"
 #include "tools/aon-sim/TextRenderer.h"
 #include "tools/aon-sim/Trace.h"
@@ -35,6 +38,40 @@ TEST(JsonWriterTest, NumbersReadBackAsTheSameValue) {
     EXPECT_EQ(std::strtod(aon_tools::JsonWriter::Number(0.1 + 0.2).c_str(), nullptr), 0.1 + 0.2);
     EXPECT_EQ(aon_tools::JsonWriter::Number(1.0 / 0.0), "null");
     EXPECT_EQ(aon_tools::JsonWriter::FloatNumber(std::nanf("")), "null");
+}
+
+// The JSON lines stay valid whatever a log line holds, keep their key order, keep float values
+// as their shortest text, and show only the frame keys' values unless asked for all.
+TEST(JsonRendererTest, LinesParseBackWithTheirValues) {
+    FILE* file = std::tmpfile();
+    ASSERT_NE(file, nullptr);
+    EventEntry event;
+    event.client = "app";
+    event.results = {{101, "floatValue", false, 1, "0.91"}, {0, "intValue", false, 1, "7"}};
+    LogEntry log{6, "AONLog_HAL", "say \"hi\"\x01 \xff", "aov-frames"};
+    for (const bool showValues : {true, false}) {
+        JsonRenderer renderer(file, showValues);
+        renderer.Write({1, 5, log});
+        renderer.Write({2, 6, event});
+    }
+    std::rewind(file);
+    std::vector<std::string> lines;
+    char buffer[1024];
+    while (std::fgets(buffer, sizeof(buffer), file) != nullptr) lines.emplace_back(buffer);
+    std::fclose(file);
+    ASSERT_EQ(lines.size(), 4u);
+    EXPECT_EQ(lines[0].rfind(R"({"seq":1,"t_us":5,"kind":"log","priority":"E",)", 0), 0u);
+    EXPECT_EQ(nlohmann::json::parse(lines[0])["text"], "say \"hi\"\x01 \xef\xbf\xbd");
+    EXPECT_NE(lines[1].find(R"("results":[{"key":101,"name":"fusion item count",)"
+                            R"("type":"floatValue","value":0.91},)"
+                            R"({"key":0,"name":"frame id","type":"intValue","value":7}])"),
+              std::string::npos)
+            << lines[1];
+    EXPECT_NE(lines[3].find(R"("results":[{"key":101,"name":"fusion item count",)"
+                            R"("type":"floatValue"},)"
+                            R"({"key":0,"name":"frame id","type":"intValue","value":7}])"),
+              std::string::npos)
+            << lines[3];
 }
 
 TEST(LogTapTest, HidesPointersButNotMasksOrNumbers) {
@@ -107,10 +144,14 @@ TEST_F(TextRendererTest, FoldedFramesAreCountedAndReportedWhenSomethingElseHappe
 
     const std::string out = Output();
     EXPECT_NE(out.find("vendor  frame 1 640x480"), std::string::npos) << out;
-    EXPECT_NE(out.find("app  <- onAONEvent(handle 1) type 0x1, frame 1: 101:int "
-                       "703:byte[460800] 0:int=1  [aov-frames]"),
+    // Keys carry their names; a thread tag is explained where it first shows.
+    EXPECT_NE(out.find("# [aov-frames] marks what ran on the vendor stream's frame thread\n"
+                       "   0.000   app  <- onAONEvent(handle 1) type 0x1 (fusion), frame 1: "
+                       "101 fusion item count: int, 703 image: byte[460800], 0 frame id: int=1  "
+                       "[aov-frames]"),
               std::string::npos)
             << out;
+    EXPECT_EQ(out.find("marks what ran", out.find("marks what ran") + 1), std::string::npos) << out;
     EXPECT_EQ(out.find("frame 2 640x480"), std::string::npos) << out;
     EXPECT_NE(out.find("... 3 more frames (2 to 4), app received 3 events, other received 1 "
                        "events\n   0.000 > app stops"),

@@ -1,168 +1,216 @@
 #include "tools/aon-sim/JsonRenderer.h"
 
-#include "tools/common/JsonWriter.h"
+#include <nlohmann/json.hpp>
+
+#include "tools/common/ResultKeys.h"
 
 namespace aon_sim {
 namespace {
 
-void WriteIds(aon_tools::JsonWriter& json, const char* key, const std::vector<int32_t>& ids) {
-    json.Key(key).BeginArray();
-    for (int32_t id : ids) json.Int(id);
-    json.EndArray();
+// Keys stay in the order they are set.
+using Json = nlohmann::ordered_json;
+
+Json Result(const CallResult& result) {
+    return {{"ok", result.ok()},
+            {"exception", result.exception},
+            {"code", result.serviceSpecific},
+            {"status", result.status},
+            {"message", result.message}};
 }
 
-void WriteResult(aon_tools::JsonWriter& json, const CallResult& result) {
-    json.Key("ok").Bool(result.ok());
-    json.Key("exception").Int(result.exception);
-    json.Key("code").Int(result.serviceSpecific);
-    json.Key("status").Int(result.status);
-    json.Key("message").String(result.message);
-}
-
-void WriteSensors(aon_tools::JsonWriter& json, const std::vector<SensorSummary>& sensors) {
-    json.Key("sensorInfos").BeginArray();
+Json Sensors(const std::vector<SensorSummary>& sensors) {
+    Json list = Json::array();
     for (const SensorSummary& sensor : sensors) {
-        json.BeginObject();
-        json.Key("sensorId").Int(sensor.sensorId);
-        json.Key("sensorParam1").Int(sensor.sensorParam1);
-        json.Key("sensorParam2").Int(sensor.sensorParam2);
-        json.Key("supportServiceType").Int(sensor.supportServiceType);
-        json.Key("frameInfos").BeginArray();
+        Json sizes = Json::array();
         for (const FrameSize& size : sensor.frameInfos) {
-            json.BeginObject().Key("width").Int(size.width).Key("height").Int(size.height);
-            WriteIds(json, "fpsList", size.fpsList);
-            json.EndObject();
+            sizes.push_back(
+                    {{"width", size.width}, {"height", size.height}, {"fpsList", size.fpsList}});
         }
-        json.EndArray().EndObject();
+        list.push_back({{"sensorId", sensor.sensorId},
+                        {"sensorParam1", sensor.sensorParam1},
+                        {"sensorParam2", sensor.sensorParam2},
+                        {"supportServiceType", sensor.supportServiceType},
+                        {"frameInfos", std::move(sizes)}});
     }
-    json.EndArray();
+    return list;
 }
 
-void WriteBody(aon_tools::JsonWriter& json, const TraceBody& body, bool showValues) {
+// A result's value is rendered JSON already (numbers shortest round-trip, long arrays a digest).
+Json Results(const std::vector<aon_tools::ResultItem>& results, bool showValues) {
+    Json list = Json::array();
+    for (const aon_tools::ResultItem& item : results) {
+        Json result = {{"key", item.key}};
+        if (const aon_tools::KeyInfo* key = aon_tools::FindKey(item.key))
+            result["name"] = key->name;
+        result["type"] = item.type;
+        if (item.array) result["size"] = item.size;
+        if (ShowValue(item, showValues)) result["value"] = Json::parse(item.value);
+        list.push_back(std::move(result));
+    }
+    return list;
+}
+
+void WriteVendor(Json& json, const VendorEntry& call) {
+    json["kind"] = "vendor";
+    json["call"] = call.call;
+    json["thread"] = call.thread;
+    json["result"] = call.result;
+    if (call.call == "getSensorList") json["sensorIds"] = call.sensorIds;
+    if (call.call == "getSensorInfo") {
+        json["sensorId"] = call.sensorId;
+        json["entries"] = call.count;
+    }
+    if (call.call == "getSensorMode") {
+        json["sensorId"] = call.sensorId;
+        json["mode"] = call.mode;
+    }
+    if (call.call == "notifySensorState") {
+        json["sensorIds"] = call.sensorIds;
+        json["opened"] = call.opened;
+    }
+    if (call.param) {
+        const ParamFields& p = *call.param;
+        json["user_param"] = {{"sensorId", p.sensorId},
+                              {"width", p.width},
+                              {"height", p.height},
+                              {"fps", p.fps},
+                              {"requestedFps", p.requestedFps},
+                              {"serviceType", p.serviceType},
+                              {"mainFormat", p.mainFormat},
+                              {"subFormat", p.subFormat},
+                              {"debugMode", p.debugMode},
+                              {"callback", p.callback}};
+    }
+}
+
+void WriteBody(Json& json, const TraceBody& body, bool showValues) {
     if (const auto* step = std::get_if<StepEntry>(&body)) {
-        json.Key("kind").String("step").Key("line").Int(step->line).Key("text").String(step->text);
+        json["kind"] = "step";
+        json["line"] = step->line;
+        json["text"] = step->text;
     } else if (const auto* note = std::get_if<NoteEntry>(&body)) {
-        json.Key("kind").String("note").Key("text").String(note->text);
+        json["kind"] = "note";
+        json["text"] = note->text;
     } else if (const auto* status = std::get_if<StatusEntry>(&body)) {
-        json.Key("kind").String("status").Key("client").String(status->client);
-        json.Key("method").String(status->method).Key("thread").String(status->thread);
-        WriteResult(json, status->result);
-        if (status->handle) json.Key("clientHandle").Int(*status->handle);
-        if (status->sensors) WriteSensors(json, *status->sensors);
+        json["kind"] = "status";
+        json["client"] = status->client;
+        json["method"] = status->method;
+        json["thread"] = status->thread;
+        json.update(Result(status->result));
+        if (status->handle) json["clientHandle"] = *status->handle;
+        if (status->sensors) json["sensorInfos"] = Sensors(*status->sensors);
     } else if (const auto* event = std::get_if<EventEntry>(&body)) {
-        json.Key("kind").String("event").Key("client").String(event->client);
-        json.Key("thread").String(event->thread);
-        if (event->bytes > 0) json.Key("bytes").Int(static_cast<int64_t>(event->bytes));
-        json.Key("clientHandle").Int(event->handle);
-        json.Key("serviceType").Int(event->serviceType).Key("results").BeginArray();
-        for (const aon_tools::ResultItem& item : event->results) {
-            json.BeginObject().Key("key").Int(item.key).Key("type").String(item.type);
-            if (item.array) json.Key("size").Int(static_cast<int64_t>(item.size));
-            if (ShowValue(item, showValues)) json.Key("value").Raw(item.value);
-            json.EndObject();
-        }
-        json.EndArray();
+        json["kind"] = "event";
+        json["client"] = event->client;
+        json["thread"] = event->thread;
+        if (event->bytes > 0) json["bytes"] = event->bytes;
+        json["clientHandle"] = event->handle;
+        json["serviceType"] = event->serviceType;
+        json["results"] = Results(event->results, showValues);
     } else if (const auto* state = std::get_if<SensorStateEntry>(&body)) {
-        json.Key("kind").String("sensorState").Key("client").String(state->client);
-        json.Key("thread").String(state->thread);
-        if (state->bytes > 0) json.Key("bytes").Int(static_cast<int64_t>(state->bytes));
-        json.Key("clientHandle").Int(state->handle);
-        json.Key("sensorId").Int(state->sensorId).Key("state").Int(state->state);
+        json["kind"] = "sensorState";
+        json["client"] = state->client;
+        json["thread"] = state->thread;
+        if (state->bytes > 0) json["bytes"] = state->bytes;
+        json["clientHandle"] = state->handle;
+        json["sensorId"] = state->sensorId;
+        json["state"] = state->state;
     } else if (const auto* call = std::get_if<VendorEntry>(&body)) {
-        json.Key("kind").String("vendor").Key("call").String(call->call);
-        json.Key("thread").String(call->thread).Key("result").Int(call->result);
-        if (call->call == "getSensorList") WriteIds(json, "sensorIds", call->sensorIds);
-        if (call->call == "getSensorInfo") {
-            json.Key("sensorId").Int(call->sensorId);
-            json.Key("entries").Int(static_cast<int64_t>(call->count));
-        }
-        if (call->call == "getSensorMode") {
-            json.Key("sensorId").Int(call->sensorId).Key("mode").Int(call->mode);
-        }
-        if (call->call == "notifySensorState") {
-            WriteIds(json, "sensorIds", call->sensorIds);
-            json.Key("opened").Int(call->opened);
-        }
-        if (call->param) {
-            const ParamFields& p = *call->param;
-            json.Key("user_param").BeginObject();
-            json.Key("sensorId").Int(p.sensorId).Key("width").Int(p.width);
-            json.Key("height").Int(p.height).Key("fps").Int(p.fps);
-            json.Key("requestedFps").Int(p.requestedFps).Key("serviceType").Int(p.serviceType);
-            json.Key("mainFormat").Int(p.mainFormat).Key("subFormat").Int(p.subFormat);
-            json.Key("debugMode").Int(p.debugMode).Key("callback").Bool(p.callback);
-            json.EndObject();
-        }
+        WriteVendor(json, *call);
     } else if (const auto* frame = std::get_if<FrameEntry>(&body)) {
-        json.Key("kind").String("frame").Key("frameId").Int(frame->frameId);
-        json.Key("width").Int(frame->width).Key("height").Int(frame->height);
-        json.Key("serviceType").Int(frame->serviceType);
-        json.Key("apuOutputSize").Int(frame->apuOutputSize);
-        json.Key("imageStride").Int(frame->imageStride).Key("imageHeight").Int(frame->imageHeight);
-        json.Key("delivered").Bool(frame->delivered);
+        json["kind"] = "frame";
+        json["frameId"] = frame->frameId;
+        json["width"] = frame->width;
+        json["height"] = frame->height;
+        json["serviceType"] = frame->serviceType;
+        json["apuOutputSize"] = frame->apuOutputSize;
+        json["imageStride"] = frame->imageStride;
+        json["imageHeight"] = frame->imageHeight;
+        json["delivered"] = frame->delivered;
     } else if (const auto* log = std::get_if<LogEntry>(&body)) {
-        json.Key("kind").String("log").Key("priority").String(PriorityLetter(log->priority));
-        json.Key("tag").String(log->tag).Key("text").String(log->text);
-        json.Key("thread").String(log->thread);
+        json["kind"] = "log";
+        json["priority"] = PriorityLetter(log->priority);
+        json["tag"] = log->tag;
+        json["text"] = log->text;
+        json["thread"] = log->thread;
     } else if (const auto* drop = std::get_if<DropEntry>(&body)) {
-        json.Key("kind").String("drop").Key("client").String(drop->client);
-        json.Key("frameId").Int(drop->frameId).Key("reason").String(drop->reason);
+        json["kind"] = "drop";
+        json["client"] = drop->client;
+        json["frameId"] = drop->frameId;
+        json["reason"] = drop->reason;
     } else if (const auto* t = std::get_if<TransactionEntry>(&body)) {
-        json.Key("kind").String("transaction").Key("method").String(t->method);
-        json.Key("caller").String(t->caller).Key("target").String(t->target);
-        json.Key("thread").String(t->thread).Key("reply").Bool(t->reply);
-        json.Key("refused").Bool(t->refused).Key("nested").Bool(!t->refused);
-        json.Key("bytes").Int(static_cast<int64_t>(t->bytes));
-        json.Key("charge").Int(static_cast<int64_t>(t->charge));
-        json.Key("free").Int(static_cast<int64_t>(t->free));
-        json.Key("limit").Int(static_cast<int64_t>(t->limit));
-        if (!t->waitsFor.empty()) json.Key("waitsFor").String(t->waitsFor);
-        if (!t->missed.empty()) json.Key("missed").String(t->missed);
+        json["kind"] = "transaction";
+        json["method"] = t->method;
+        json["caller"] = t->caller;
+        json["target"] = t->target;
+        json["thread"] = t->thread;
+        json["reply"] = t->reply;
+        json["refused"] = t->refused;
+        json["nested"] = !t->refused;
+        json["bytes"] = t->bytes;
+        json["charge"] = t->charge;
+        json["free"] = t->free;
+        json["limit"] = t->limit;
+        if (!t->waitsFor.empty()) json["waitsFor"] = t->waitsFor;
+        if (!t->missed.empty()) json["missed"] = t->missed;
     } else {
         const auto& expect = std::get<ExpectEntry>(body);
-        json.Key("kind").String("expect").Key("line").Int(expect.line);
-        json.Key("text").String(expect.text).Key("holds").Bool(true);
+        json["kind"] = "expect";
+        json["line"] = expect.line;
+        json["text"] = expect.text;
+        json["holds"] = true;
     }
+}
+
+// One object a line. Text that is not valid UTF-8 (a log line may hold anything) shows its bad
+// bytes as U+FFFD rather than ending the run.
+void WriteLine(FILE* out, const Json& json) {
+    const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+    std::fputs(text.c_str(), out);
+    std::fputc('\n', out);
+    std::fflush(out);
 }
 
 }  // namespace
 
 void JsonRenderer::Write(const TraceEntry& entry) {
-    aon_tools::JsonWriter json;
-    json.BeginObject().Key("seq").Int(static_cast<int64_t>(entry.seq));
-    json.Key("t_us").Int(entry.timeMicros);
+    Json json = {{"seq", entry.seq}, {"t_us", entry.timeMicros}};
     WriteBody(json, entry.body, mShowValues);
-    json.EndObject();
-    std::fputs(json.str().c_str(), mOut);
-    std::fputc('\n', mOut);
-    std::fflush(mOut);
+    WriteLine(mOut, json);
 }
 
 void JsonRenderer::WriteSummary(const Summary& summary) {
-    aon_tools::JsonWriter json;
-    json.BeginObject().Key("kind").String("summary").Key("seconds").Double(summary.seconds);
-    json.Key("framesDelivered").Int(summary.framesDelivered);
-    json.Key("framesNotDelivered").Int(summary.framesNotDelivered);
-    json.Key("clients").BeginArray();
+    Json clients = Json::array();
     for (const ClientSummary& client : summary.clients) {
-        json.BeginObject().Key("name").String(client.name).Key("pid").Int(client.pid);
-        json.Key("events").Int(client.events).Key("dropped").Int(client.dropped);
-        json.Key("failedTransactions").Int(client.failedTransactions);
-        json.Key("states").BeginArray();
+        Json states = Json::array();
         for (const auto& [sensor, state] : client.states) {
-            json.BeginObject().Key("sensorId").Int(sensor).Key("state").Int(state).EndObject();
+            states.push_back({{"sensorId", sensor}, {"state", state}});
         }
-        json.EndArray().Key("standing").String(client.standing).EndObject();
+        clients.push_back({{"name", client.name},
+                           {"pid", client.pid},
+                           {"events", client.events},
+                           {"dropped", client.dropped},
+                           {"failedTransactions", client.failedTransactions},
+                           {"states", std::move(states)},
+                           {"standing", client.standing}});
     }
-    json.EndArray().Key("vendorCalls").BeginObject();
-    for (const auto& [call, count] : summary.vendorCalls) json.Key(call.c_str()).Int(count);
-    json.EndObject();
-    json.Key("logLines").Int(summary.logLines).Key("logWarnings").Int(summary.logWarnings);
-    json.Key("logErrors").Int(summary.logErrors);
-    json.Key("expectationsPassed").Int(summary.expectationsPassed).EndObject();
-    std::fputs(json.str().c_str(), mOut);
-    std::fputc('\n', mOut);
-    std::fflush(mOut);
+    Json calls = Json::object();
+    for (const auto& [call, count] : summary.vendorCalls) calls[call] = count;
+    Json json = {{"kind", "summary"},
+                 {"seconds", summary.seconds},
+                 {"framesDelivered", summary.framesDelivered},
+                 {"framesNotDelivered", summary.framesNotDelivered},
+                 {"clients", std::move(clients)},
+                 {"vendorCalls", std::move(calls)},
+                 {"logLines", summary.logLines},
+                 {"logWarnings", summary.logWarnings},
+                 {"logErrors", summary.logErrors},
+                 {"expectationsPassed", summary.expectationsPassed}};
+    if (summary.imagesDirectory) {
+        json["imagesDirectory"] = *summary.imagesDirectory;
+        json["imagesSaved"] = summary.imagesSaved;
+    }
+    WriteLine(mOut, json);
 }
 
 }  // namespace aon_sim

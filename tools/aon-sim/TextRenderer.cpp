@@ -41,12 +41,20 @@ std::string TypeText(const aon_tools::ResultItem& item) {
     return type;
 }
 
+// A mask with the names of its bits: "0x3 (fusion, face angle)".
+std::string TypeMaskText(int64_t mask) {
+    return Hex(mask) + " (" + aon_tools::ServiceTypeNames(static_cast<uint32_t>(mask)) + ")";
+}
+
 std::string SensorsText(const std::vector<SensorSummary>& sensors) {
     std::string out = std::to_string(sensors.size()) + (sensors.size() == 1 ? " sensor" : " sensors");
     for (const SensorSummary& sensor : sensors) {
+        // sensorParam1 is a field the manager leaves 0; sensorParam2 the vendor's attribute of the
+        // sensor's last size.
         out += "; " + std::to_string(sensor.sensorId) + ": types " +
-               Hex(sensor.supportServiceType) + ", params " + std::to_string(sensor.sensorParam1) +
-               "/" + std::to_string(sensor.sensorParam2);
+               Hex(sensor.supportServiceType) + ", sensorParam1 " +
+               std::to_string(sensor.sensorParam1) + " (reserved), sensorParam2 " +
+               std::to_string(sensor.sensorParam2) + " (size attribute)";
         for (const FrameSize& size : sensor.frameInfos) {
             out += ", " + std::to_string(size.width) + "x" + std::to_string(size.height) + "@";
             for (size_t i = 0; i < size.fpsList.size(); ++i) {
@@ -109,6 +117,29 @@ std::string TextRenderer::ThreadSuffix(const std::string& thread) const {
     return "  [" + thread + "]";
 }
 
+std::string TextRenderer::ThreadOf(const TraceBody& body) {
+    if (const auto* status = std::get_if<StatusEntry>(&body)) return status->thread;
+    if (const auto* event = std::get_if<EventEntry>(&body)) return event->thread;
+    if (const auto* state = std::get_if<SensorStateEntry>(&body)) return state->thread;
+    if (const auto* call = std::get_if<VendorEntry>(&body)) return call->thread;
+    if (const auto* log = std::get_if<LogEntry>(&body)) return log->thread;
+    return "";
+}
+
+std::string TextRenderer::ThreadMeaning(const std::string& thread) {
+    if (thread == "AONManager") return "the library's worker for a camera open or close";
+    if (thread == "binder:death") return "the binder thread that tells of a client's death";
+    if (thread == "aov-frames") return "the vendor stream's frame thread";
+    return "a thread the library started";
+}
+
+void TextRenderer::ExplainThread(const TraceEntry& entry) {
+    const std::string thread = ThreadOf(entry.body);
+    if (ThreadSuffix(thread).empty() || !mExplainedThreads.insert(thread).second) return;
+    mConsole.PrintLine(Time(entry.timeMicros) + " # [" + thread + "] marks what ran on " +
+                       ThreadMeaning(thread));
+}
+
 std::string TextRenderer::Render(const TraceBody& body) const {
     if (const auto* step = std::get_if<StepEntry>(&body)) {
         return step->line > 0 ? "> " + std::to_string(step->line) + ": " + step->text
@@ -130,11 +161,16 @@ std::string TextRenderer::Render(const TraceBody& body) const {
             }
         }
         std::string text = "  " + event->client + "  <- onAONEvent(handle " +
-                           std::to_string(event->handle) + ") type " + Hex(event->serviceType) +
-                           frame + ":";
+                           std::to_string(event->handle) + ") type " +
+                           TypeMaskText(event->serviceType) + frame + ":";
         if (event->results.empty()) text += " no results";
-        for (const aon_tools::ResultItem& item : event->results) {
-            text += " " + std::to_string(item.key) + ":" + TypeText(item);
+        for (size_t i = 0; i < event->results.size(); ++i) {
+            const aon_tools::ResultItem& item = event->results[i];
+            text += (i ? ", " : " ") + std::to_string(item.key);
+            if (const aon_tools::KeyInfo* key = aon_tools::FindKey(item.key)) {
+                text += std::string(" ") + key->name;
+            }
+            text += ": " + TypeText(item);
             if (ShowValue(item, mOptions.showValues)) text += "=" + item.value;
         }
         return text + ThreadSuffix(event->thread);
@@ -152,7 +188,7 @@ std::string TextRenderer::Render(const TraceBody& body) const {
         if (!frame->delivered) return "  vendor  no frame: no stream is running";
         std::string text = "  vendor  frame " + std::to_string(frame->frameId) + " " +
                            std::to_string(frame->width) + "x" + std::to_string(frame->height) +
-                           " type " + Hex(frame->serviceType) + ", apu_output_size " +
+                           " type " + TypeMaskText(frame->serviceType) + ", apu_output_size " +
                            std::to_string(frame->apuOutputSize) + ", image " +
                            std::to_string(frame->imageStride) + "x" +
                            std::to_string(frame->imageHeight);
@@ -182,6 +218,7 @@ void TextRenderer::Write(const TraceEntry& entry) {
         return;
     }
     FlushFolded();
+    ExplainThread(entry);
     mConsole.PrintLine(Time(entry.timeMicros) + " " + Render(entry.body));
 }
 
@@ -189,6 +226,7 @@ void TextRenderer::Fold(const TraceEntry& entry) {
     const auto* frame = std::get_if<FrameEntry>(&entry.body);
     if (frame != nullptr) ++mRunFrames;
     if (mRunFrames <= 1) {
+        ExplainThread(entry);
         mConsole.PrintLine(Time(entry.timeMicros) + " " + Render(entry.body));
         return;
     }

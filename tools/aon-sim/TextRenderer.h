@@ -6,6 +6,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 
 #include "tools/aon-sim/TraceSink.h"
@@ -33,6 +34,10 @@ class TextRenderer final : public TraceSink {
     void Fold(const TraceEntry& entry);
     void FlushFolded();
     std::string ThreadSuffix(const std::string& thread) const;
+    // The first line a thread tag marks is preceded by a note that says what the thread is.
+    void ExplainThread(const TraceEntry& entry);
+    static std::string ThreadOf(const TraceBody& body);
+    static std::string ThreadMeaning(const std::string& thread);
 
     aon_tools::Console& mConsole;
     const Options mOptions;
@@ -43,6 +48,7 @@ class TextRenderer final : public TraceSink {
     uint32_t mLastFolded = 0;
     std::map<std::string, int64_t> mFoldedEvents;
     int64_t mLastTime = 0;
+    std::set<std::string> mExplainedThreads;
 };
 
 }  // namespace aon_sim

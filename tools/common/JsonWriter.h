@@ -1,4 +1,8 @@
 // Builds one JSON text: objects, arrays, strings with escapes, numbers (non-finite as null).
+//
+// Host-only programs write JSON with nlohmann-json (aon-sim's trace). This writer stays for the
+// code that aon-client shares with its device build, where a vendor image offers no JSON library:
+// aon-client's output and the result values of tools/common/ResultDescription.
 #pragma once
 
 #include <cstdint>

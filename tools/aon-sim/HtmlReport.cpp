@@ -278,15 +278,17 @@ void HtmlReport::OnEventLocked(int64_t time, const EventEntry& event) {
     for (const aon_tools::ResultItem& item : event.results) {
         if (item.value.empty()) continue;
         const std::vector<double> numbers = Numbers(item.value);
-        const auto keep = [&](const std::string& series, size_t index) {
-            if (index < numbers.size()) mValues[series].push_back({time, numbers[index]});
-        };
+        std::vector<std::pair<std::string, size_t>> kept;  // series, index into the value
         if (item.key == 200) {
-            for (size_t i = 0; i < 3; ++i) keep("face angle[" + std::to_string(i) + "]", i);
+            for (size_t i = 0; i < 3; ++i)
+                kept.emplace_back("face angle[" + std::to_string(i) + "]", i);
         } else if (item.key == 300) {
-            for (size_t i = 0; i < 2; ++i) keep("gaze[" + std::to_string(i) + "]", i);
+            for (size_t i = 0; i < 2; ++i) kept.emplace_back("gaze[" + std::to_string(i) + "]", i);
         } else if (item.key == 101) {
-            keep("fusion item count", 0);
+            kept.emplace_back("fusion item count", 0);
+        }
+        for (const auto& [series, index] : kept) {
+            if (index < numbers.size()) mValues[series].push_back({time, numbers[index]});
         }
     }
 }
@@ -357,11 +359,12 @@ std::string HtmlReport::Render() const {
     page += "<h2>Timeline</h2>\n<svg data-chart=timeline width=" + std::to_string(kWidth) +
             " height=" + std::to_string(height) + ">\n" + axis.Ticks(14, height) + "\n";
     int y = top;
+    const int64_t runEnd = mEnd;
     const auto spansLane = [&](const std::string& lane, const std::vector<Span>& spans,
                                const auto& color) {
         page += "<g data-lane=\"" + Escape(lane) + "\">" + LaneLabel(y, lane);
         for (const Span& span : spans) {
-            const int64_t end = span.end.value_or(mEnd);
+            const int64_t end = span.end.value_or(runEnd);
             const double x = axis.X(span.begin);
             const double width = axis.X(end) - x;
             page += Rect(x, y, width, kLane, color(span),

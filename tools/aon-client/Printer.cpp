@@ -25,24 +25,6 @@ using aon_tools::JsonWriter;
 // The time column, two blanks, the label column and a blank.
 constexpr char kIndent[] = "                   ";
 
-const char* ExceptionName(int32_t exception) {
-    static const std::pair<int32_t, const char*> kNames[] = {
-            {EX_SECURITY, "EX_SECURITY"},
-            {EX_BAD_PARCELABLE, "EX_BAD_PARCELABLE"},
-            {EX_ILLEGAL_ARGUMENT, "EX_ILLEGAL_ARGUMENT"},
-            {EX_NULL_POINTER, "EX_NULL_POINTER"},
-            {EX_ILLEGAL_STATE, "EX_ILLEGAL_STATE"},
-            {EX_NETWORK_MAIN_THREAD, "EX_NETWORK_MAIN_THREAD"},
-            {EX_UNSUPPORTED_OPERATION, "EX_UNSUPPORTED_OPERATION"},
-            {EX_SERVICE_SPECIFIC, "EX_SERVICE_SPECIFIC"},
-            {EX_PARCELABLE, "EX_PARCELABLE"},
-            {EX_TRANSACTION_FAILED, "EX_TRANSACTION_FAILED"}};
-    for (const auto& [code, name] : kNames) {
-        if (code == exception) return name;
-    }
-    return nullptr;
-}
-
 const char* TransportName(int32_t status) {
     static const std::pair<int32_t, const char*> kNames[] = {
             {STATUS_DEAD_OBJECT, "DEAD_OBJECT"},
@@ -118,7 +100,7 @@ std::string CallStatus::Text() const {
     if (exception == EX_SERVICE_SPECIFIC) {
         text = "error " + std::to_string(serviceSpecific);
     } else {
-        const char* name = ExceptionName(exception);
+        const char* name = aon_tools::ExceptionName(exception);
         text = "exception " + (name != nullptr ? std::string(name) : std::to_string(exception));
         if (exception == EX_TRANSACTION_FAILED) {
             const char* transport = TransportName(status);

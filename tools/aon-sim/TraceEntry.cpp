@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "tools/common/ResultKeys.h"
+
 namespace aon_sim {
 
 const char* PriorityLetter(int priority) {
@@ -16,16 +18,8 @@ bool ShowValue(const aon_tools::ResultItem& item, bool showValues) {
 }
 
 std::string ExceptionName(int32_t exception) {
-    static const std::pair<int32_t, const char*> kNames[] = {
-            {-1, "EX_SECURITY"},          {-2, "EX_BAD_PARCELABLE"},
-            {-3, "EX_ILLEGAL_ARGUMENT"},  {-4, "EX_NULL_POINTER"},
-            {-5, "EX_ILLEGAL_STATE"},     {-6, "EX_NETWORK_MAIN_THREAD"},
-            {-7, "EX_UNSUPPORTED_OPERATION"}, {-8, "EX_SERVICE_SPECIFIC"},
-            {-9, "EX_PARCELABLE"},        {-129, "EX_TRANSACTION_FAILED"}};
-    for (const auto& [code, name] : kNames) {
-        if (code == exception) return name;
-    }
-    return std::to_string(exception);
+    const char* name = aon_tools::ExceptionName(exception);
+    return name != nullptr ? name : std::to_string(exception);
 }
 
 std::string CallResultText(const CallResult& result) {

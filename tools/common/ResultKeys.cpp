@@ -1,5 +1,9 @@
 #include "tools/common/ResultKeys.h"
 
+#include <android/binder_status.h>
+
+#include <utility>
+
 namespace aon_tools {
 namespace {
 
@@ -19,6 +23,19 @@ constexpr KeyInfo kKeys[] = {
         {0, "frame id", "intValue", 0},
         {1, "frame width", "intValue", 0},
         {2, "frame height", "intValue", 0},
+};
+
+constexpr std::pair<int32_t, const char*> kExceptions[] = {
+        {EX_SECURITY, "EX_SECURITY"},
+        {EX_BAD_PARCELABLE, "EX_BAD_PARCELABLE"},
+        {EX_ILLEGAL_ARGUMENT, "EX_ILLEGAL_ARGUMENT"},
+        {EX_NULL_POINTER, "EX_NULL_POINTER"},
+        {EX_ILLEGAL_STATE, "EX_ILLEGAL_STATE"},
+        {EX_NETWORK_MAIN_THREAD, "EX_NETWORK_MAIN_THREAD"},
+        {EX_UNSUPPORTED_OPERATION, "EX_UNSUPPORTED_OPERATION"},
+        {EX_SERVICE_SPECIFIC, "EX_SERVICE_SPECIFIC"},
+        {EX_PARCELABLE, "EX_PARCELABLE"},
+        {EX_TRANSACTION_FAILED, "EX_TRANSACTION_FAILED"},
 };
 
 }  // namespace
@@ -72,6 +89,29 @@ const char* SensorStateName(int32_t state) {
         default:
             return "?";
     }
+}
+
+const char* ExceptionName(int32_t exception) {
+    for (const auto& [code, name] : kExceptions) {
+        if (code == exception) return name;
+    }
+    return nullptr;
+}
+
+bool ExceptionCode(const std::string& name, int32_t* exception) {
+    for (const auto& [code, known] : kExceptions) {
+        if (name == known) {
+            *exception = code;
+            return true;
+        }
+    }
+    return false;
+}
+
+std::vector<std::string> ExceptionNames() {
+    std::vector<std::string> names;
+    for (const auto& exception : kExceptions) names.emplace_back(exception.second);
+    return names;
 }
 
 }  // namespace aon_tools

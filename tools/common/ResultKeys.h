@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace aon_tools {
 
@@ -28,5 +29,13 @@ std::string ServiceTypeNames(uint32_t mask);
 
 // "idle", "started", "busy", or "?".
 const char* SensorStateName(int32_t state);
+
+// A binder exception code's name ("EX_ILLEGAL_ARGUMENT", ...), or null for a code binder does not
+// define.
+const char* ExceptionName(int32_t exception);
+// The exception code of such a name; false for another text.
+bool ExceptionCode(const std::string& name, int32_t* exception);
+// Every name ExceptionCode takes, in the order of their codes.
+std::vector<std::string> ExceptionNames();
 
 }  // namespace aon_tools

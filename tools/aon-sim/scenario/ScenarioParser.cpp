@@ -12,6 +12,7 @@
 
 #include "event/AovEvent.h"
 #include "tools/aon-sim/scenario/PropertyNames.h"
+#include "tools/common/ResultKeys.h"
 
 namespace aon_sim {
 namespace {
@@ -442,24 +443,10 @@ bool ScenarioParser::ParseCallTail(LineCursor& cursor, ClientCall* call, bool ta
         }
     } else {
         expect.kind = CallExpectation::Kind::kException;
-        static const std::pair<const char*, int32_t> kExceptions[] = {
-                {"EX_SECURITY", -1},
-                {"EX_BAD_PARCELABLE", -2},
-                {"EX_ILLEGAL_ARGUMENT", -3},
-                {"EX_NULL_POINTER", -4},
-                {"EX_ILLEGAL_STATE", -5},
-                {"EX_NETWORK_MAIN_THREAD", -6},
-                {"EX_UNSUPPORTED_OPERATION", -7},
-                {"EX_SERVICE_SPECIFIC", -8},
-                {"EX_PARCELABLE", -9},
-                {"EX_TRANSACTION_FAILED", -129}};
-        std::vector<std::string> names;
-        for (const auto& exception : kExceptions) names.push_back(exception.first);
+        const std::vector<std::string> names = aon_tools::ExceptionNames();
         std::string name;
         if (!cursor.ReadKeyword(names, &name, "an exception name")) return false;
-        for (const auto& exception : kExceptions) {
-            if (name == exception.first) expect.code = exception.second;
-        }
+        aon_tools::ExceptionCode(name, &expect.code);
     }
     return cursor.ExpectEnd("the end of the line after the result");
 }

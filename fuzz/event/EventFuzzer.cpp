@@ -32,6 +32,7 @@
 #include "event/AovEvent.h"
 #include "fuzz/common/FuzzInput.h"
 #include "fuzz/common/Harness.h"
+#include "fuzz/common/Threads.h"
 #include "host/EventBuilder.h"
 #include "host/binder_control.h"
 #include "host/binder_parcel.h"
@@ -245,6 +246,7 @@ enum class Route { kDirect, kRegistry, kManager };
 struct Harness {
     Harness() {
         fuzz::QuietLog();
+        fuzz::StayOnThisProcessor();
         // The detector area and both whole images hold a pattern that an offset error would show.
         builder.outputPattern(0, sizeof(aov_event::apu_output), 11);
         const uint8_t* output = builder.event()->apu_output;

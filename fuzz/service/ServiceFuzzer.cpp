@@ -20,14 +20,16 @@
 //     refuses it.
 // A broken invariant aborts.
 //
-// The singletons live across inputs. Each input therefore ends by closing what it opened, killing
-// its clients (whose deaths withdraw what they started and subscribed), stopping and releasing the
-// stream, clearing the properties and destroying its service, so that the next input starts from
-// the same state. The manager's sensor list, discovered once, is the one thing carried over.
+// The singletons live across inputs. Each input therefore ends by closing the devices it left open,
+// stopping and releasing the stream, clearing the properties and destroying its service (which
+// clears the registry), so that the next input starts from the same state; the stream's calls are
+// forgotten after each step. The manager's sensor list, discovered once, is the one thing carried
+// over. What is expensive and carries no state is reused: the n-th client of every session lives
+// in the same simulated process, and no thread is started that a step does not call for (each
+// costs more than most steps under AddressSanitizer).
 #include <aidl/vendor/tarvo/hardware/camera/aon/AONSensorInfo.h>
 #include <android/binder_status.h>
 #include <cutils/properties.h>
-#include <sched.h>
 
 #include <algorithm>
 #include <chrono>
@@ -35,6 +37,7 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -43,6 +46,7 @@
 #include "callback/RemoteCallbackManager.h"
 #include "fuzz/common/FuzzInput.h"
 #include "fuzz/common/Harness.h"
+#include "fuzz/common/Threads.h"
 #include "host/EventBuilder.h"
 #include "host/FakeAovStream.h"
 #include "host/FakeModuleHelper.h"
@@ -51,7 +55,6 @@
 #include "manager/AONManager.h"
 #include "service/AONService.h"
 #include "tests/support/FakeServiceCallback.h"
-#include "tools/common/ThreadWatch.h"
 
 namespace {
 
@@ -123,6 +126,7 @@ struct Client {
 struct World {
     World() {
         fuzz::QuietLog();
+        fuzz::StayOnThisProcessor();
         // A sanitizer may start a thread of its own with the process's first new thread; let it
         // start now, so that it is not taken for a worker.
         std::thread([] {}).join();
@@ -146,7 +150,6 @@ struct World {
     host::FakeAovStream& stream = host::FakeAovStream::Get();
     std::shared_ptr<RemoteCallbackManager> registry = RemoteCallbackManager::GetSingleton();
     host::EventBuilder frame;
-    int nextPid = kFirstClientPid;
 };
 
 int64_t PickHandle(fuzz::FuzzInput& in) {
@@ -178,7 +181,6 @@ SensorConfigInfo PickConfig(fuzz::FuzzInput& in) {
 class Session final {
   public:
     explicit Session(World& world) : mWorld(world) {
-        mWorld.stream.ClearCalls();
         mService = ndk::SharedRefBase::make<AONService>();
     }
 
@@ -280,11 +282,7 @@ class Session final {
         host::SetModuleFactoryAvailable(true);
         host::SetLogicalDeviceListAvailable(true);
         host::ClearProperties();
-        for (int32_t device : mOpenedDevices) Notify(false, device);
-        for (auto& client : mClients) {
-            if (!client->dead) host::KillProcess(client->remote.pid);
-            client->dead = true;
-        }
+        for (int32_t device : std::set<int32_t>(mOpenDevices)) Notify(false, device);
         // A stream left initialised by a refused uninit is released through the manager: a start
         // finds it initialised, the stop now releases it.
         if (mWorld.stream.IsInitialized() && World::Manager()->GetServiceTypeStarted() == 0) {
@@ -292,11 +290,13 @@ class Session final {
         }
         World::Manager()->StopService();
         World::Manager()->UnsubscribeSensor();
+        // The service's end clears the registry and its death links: the clients need not die.
         mService.reset();
         if (mWorld.stream.IsInitialized() || World::Manager()->GetServiceTypeStarted() != 0) {
             Fail("the stream still runs after the session");
         }
-        if (mWorld.registry->CheckClientHandleRegistered(1)) Fail("a client outlived its session");
+        if (mWorld.registry->CheckClientHandleRegistered(1)) Fail("a client outlived the service");
+        mWorld.stream.ClearCalls();
     }
 
   private:
@@ -305,7 +305,11 @@ class Session final {
         int& index = mSlots[slot];
         if (index < 0 || mClients[index]->dead) {
             mClients.push_back(std::make_unique<Client>());
-            mClients.back()->remote = aon_test::MakeRemoteCallback(mWorld.nextPid++);
+            // The n-th client of every session lives in process kFirstClientPid + n: a process
+            // killed in an earlier session takes new objects again, and the binder's tables
+            // keep one entry per process, not one per client ever made.
+            const int pid = kFirstClientPid + static_cast<int>(mClients.size()) - 1;
+            mClients.back()->remote = aon_test::MakeRemoteCallback(pid);
             index = static_cast<int>(mClients.size()) - 1;
         }
         return index;
@@ -355,22 +359,18 @@ class Session final {
         }
     }
 
-    // Tells the manager, and waits until the worker thread it starts for it has ended: spinning,
-    // as a worker takes microseconds and the fuzzer's speed is at stake.
+    // Tells the manager, and waits until the worker thread it starts for it has ended.
     void Notify(bool open, int32_t device) {
-        const aon_tools::ThreadWatch workers;
+        const size_t threads = fuzz::ThreadCount();
         if (open) {
             World::Manager()->NotifyOpen(device);
-            mOpenedDevices.insert(device);
+            mOpenDevices.insert(device);
         } else {
             World::Manager()->NotifyClose(device);
+            mOpenDevices.erase(device);
         }
-        const auto deadline = std::chrono::steady_clock::now() + kWorkerBound;
-        while (!workers.Wait(std::chrono::milliseconds(0))) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                Fail("the worker for device %d runs on", device);
-            }
-            sched_yield();
+        if (!fuzz::WaitForThreadCount(threads, kWorkerBound)) {
+            Fail("the worker for device %d runs on", device);
         }
     }
 
@@ -402,27 +402,31 @@ class Session final {
         if (info.serviceType != static_cast<int32_t>(serviceType)) Fail("serviceType changed");
     }
 
+    // The stream's calls are looked at once, after the step that made them, and then forgotten:
+    // the session keeps only the last init or uninit, which tells in which state the stream was
+    // left.
     void CheckStream() {
         const std::vector<std::string> violations = mWorld.stream.ContractViolations();
         if (!violations.empty()) Fail("stream called out of order: %s", violations[0].c_str());
 
-        // The last init or uninit of this session tells in which state the stream was left.
-        const std::vector<host::AovCallRecord> calls = mWorld.stream.Calls();
-        const auto last = std::find_if(calls.rbegin(), calls.rend(), [](const auto& record) {
-            return record.call == AovCall::kInit || record.call == AovCall::kUninit;
-        });
-        const bool any = last != calls.rend();
+        for (const host::AovCallRecord& record : mWorld.stream.Calls()) {
+            if (record.call != AovCall::kInit && record.call != AovCall::kUninit) continue;
+            mLastInitOrUninit = record.call;
+            mLastInitTypes = record.param.serviceType;
+        }
+        mWorld.stream.ClearCalls();
+        const bool any = mLastInitOrUninit.has_value();
         const int32_t started = World::Manager()->GetServiceTypeStarted();
         const bool initialised = mWorld.stream.IsInitialized();
-        const bool refusedUninit = initialised && any && last->call == AovCall::kUninit;
+        const bool refusedUninit = initialised && mLastInitOrUninit == AovCall::kUninit;
         if (started != 0) {
             if (!initialised) Fail("the manager runs types %d on an uninitialised stream", started);
-            if (!refusedUninit && any && last->param.serviceType != started) {
+            if (!refusedUninit && any && mLastInitTypes != started) {
                 Fail("the manager runs types %d, the stream was initialised with %d", started,
-                     last->param.serviceType);
+                     mLastInitTypes);
             }
         } else if (initialised && !refusedUninit &&
-                   !(any && last->call == AovCall::kInit && last->param.serviceType == 0)) {
+                   !(mLastInitOrUninit == AovCall::kInit && mLastInitTypes == 0)) {
             Fail("the stream is initialised while the manager runs nothing");
         }
     }
@@ -432,7 +436,9 @@ class Session final {
     std::vector<std::unique_ptr<Client>> mClients;  // every client of the session, dead included
     int mSlots[kClientSlots] = {-1, -1, -1};        // index into mClients of each slot's client
     int mRegistered = -1;                           // index of the client the registry holds
-    std::set<int32_t> mOpenedDevices;
+    std::set<int32_t> mOpenDevices;                 // opened and not closed since
+    std::optional<AovCall> mLastInitOrUninit;       // the session's last of either
+    int32_t mLastInitTypes = 0;                     // the service types of that init
 };
 
 }  // namespace

@@ -1,9 +1,10 @@
 // Fuzzes the event path with full-size stream records. The bytes choose the header words, the
 // service type, apu_output_size, the fusion count and angle, both image blocks' stride and height,
 // the debug-buffer and verbose-log properties and arbitrary bytes inside the detector output; the
-// record then goes through AONManagerCallback::onCallback, either straight to a recording
-// IOutEventCallback, or through the RemoteCallbackManager to a client in another process, or from
-// the top, through AONManager::onCallback as the vendor's thread calls it.
+// record then goes through AONManagerCallback::onCallback, either straight to a checking
+// IOutEventCallback, or through one that checks and passes the results on to the
+// RemoteCallbackManager, to a client in another process, or from the top, through
+// AONManager::onCallback as the vendor's thread calls it.
 //
 // The record is exactly sizeof(aov_event) on the heap, so AddressSanitizer catches a read past it.
 // After each record the delivered results must be exactly those the record calls for: the
@@ -291,8 +292,8 @@ struct Harness {
         if (count != 0) patches.emplace_back(offset, count);
     }
 
-    // An input's patches are at most one per two bytes of it, and its length is capped by
-    // libFuzzer's -max_len; beyond this the vector grows (and frees the growth next input).
+    // A patch takes at least three bytes of the input, and CI caps inputs at 1024 bytes; a longer
+    // input grows the vector once, and it keeps the room.
     static constexpr size_t kMaxPatches = 4096;
 
     host::EventBuilder builder;

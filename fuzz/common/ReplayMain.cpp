@@ -2,7 +2,11 @@
 // a directory named there (sorted by name), through LLVMFuzzerTestOneInput once. A harness reports
 // a broken invariant by aborting, so the exit status says whether the whole corpus passed. Used by
 // ctest in every build, so that each corpus file, the reproducers of earlier findings included,
-// stays a regression test.
+// stays a regression test. An input that runs longer than kStallSeconds (a step that stalls, such
+// as a deadlock) ends the program with a message naming it.
+#include <signal.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +16,18 @@
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+
+namespace {
+
+constexpr unsigned kStallSeconds = 60;
+
+void OnStall(int) {
+    static const char kMessage[] = "the input above did not finish: a step stalls\n";
+    (void)write(STDERR_FILENO, kMessage, sizeof(kMessage) - 1);
+    _exit(3);
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     namespace fs = std::filesystem;
@@ -26,6 +42,7 @@ int main(int argc, char** argv) {
         }
     }
     std::sort(inputs.begin(), inputs.end());
+    signal(SIGALRM, OnStall);
     if (inputs.empty()) {
         std::fprintf(stderr, "no inputs to replay\n");
         return 1;
@@ -38,7 +55,9 @@ int main(int argc, char** argv) {
         }
         const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), {});
         std::fprintf(stderr, "replaying %s (%zu bytes)\n", path.c_str(), bytes.size());
+        alarm(kStallSeconds);
         LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+        alarm(0);
     }
     std::fprintf(stderr, "replayed %zu inputs\n", inputs.size());
     return 0;

@@ -137,6 +137,27 @@ def frame(types=0xF, frame_id=1):
     return bytes([15, 0, types]) + u32(frame_id)
 
 
+# The interleavings take op bytes 240 to 255: a burst, a death followed by a registration, a client
+# that calls the service back from its callbacks.
+def burst(device, cycles=1):
+    return bytes([240, 0, DEVICES.index(device), cycles - 1])
+
+
+def death_then_registration(slot, types=0xF, set_up='start', sensor=0):
+    return bytes([245, slot, [1, 3, 0xF].index(types),
+                  ['register', 'subscribe', 'start'].index(set_up), sensor])
+
+
+def calls_back(slot, method, answers=1, types=0xF, config=None):
+    methods = ['unsubscribe', 'stop', 'sensor_list', 'subscribe', 'start', 'unregister']
+    out = bytes([250, slot, methods.index(method), answers - 1])
+    if method in ('stop', 'start'):
+        out += mask(types)
+    elif method == 'subscribe':
+        out += subscribe(**(config or {}))[3:]  # the configuration, without op, slot and handle
+    return out
+
+
 SERVICE_SEEDS = {
     'seed-typical-client': b''.join([
         register(), sensor_list(), subscribe(), start(0xF), frame(), camera(True, 10), frame(),
@@ -157,12 +178,23 @@ SERVICE_SEEDS = {
         vendor('notify', False), camera(False, 12), camera(False, 11), vendor('init', False),
         start(0x1), vendor('init', True), start(0x0), frame(), start(0x1), camera(True, 14),
         prop(0, '1'), prop(1, '10'), prop(2, '12'), start(0x1)]),
-    'seed-refusals': b''.join([
-        subscribe(), start(0x1), stop(0x1), unsubscribe(), unregister(), register(who='null'),
-        register(0, 0x3), subscribe(types=0xF), subscribe(sensor=3), subscribe(size=2),
-        subscribe(mode=2), subscribe(mode=3, h=2), start(0x4), subscribe(fps=30), start(0x3),
-        subscribe(fps=30), subscribe(size=1, fps=15), stop(0x8), stop(0x0), unregister(),
-        unsubscribe(), unregister(), unregister()]),
+    'seed-camera-reopen-burst': b''.join([
+        register(), subscribe(), start(0xF), frame(), burst(10, 2), start(0x1), frame(),
+        burst(12, 3), camera(False, 12), start(0x1), camera(False, 10), start(0x1), frame(),
+        burst(14), burst(13), stop(0x1), unsubscribe(), unregister()]),
+    'seed-death-then-registration': b''.join([
+        register(0), subscribe(), start(0x5), frame(),
+        death_then_registration(0, 0xF, 'start', 0), frame(),
+        death_then_registration(1, 0x1, 'register', 1),
+        death_then_registration(2, 0x3, 'subscribe', 0), frame(), camera(True, 11),
+        calls_back(1, 'stop', 2), death_then_registration(1, 0xF, 'start', 0), frame(),
+        camera(True, 10), death_then_registration(0, 0xF, 'start', 0), camera(False, 10)]),
+    'seed-callbacks-call-back': b''.join([
+        register(0), calls_back(0, 'stop', 2), subscribe(), start(0x3), camera(True, 10),
+        calls_back(0, 'start', 1, 0x1), camera(False, 10), camera(True, 11), kill(0),
+        calls_back(1, 'sensor_list', 2), register(1), calls_back(1, 'unregister'),
+        camera(False, 11), calls_back(2, 'subscribe', 1, config={}), register(2), burst(10),
+        kill(2), calls_back(0, 'unsubscribe', 4), death_then_registration(0, 0xF, 'start', 0)]),
 }
 
 

@@ -1,9 +1,10 @@
 // Fuzzes the event path with full-size stream records. The bytes choose the header words, the
 // service type, apu_output_size, the fusion count and angle, both image blocks' stride and height,
 // the debug-buffer and verbose-log properties and arbitrary bytes inside the detector output; the
-// record then goes through AONManagerCallback::onCallback, either straight to a recording
-// IOutEventCallback, or through the RemoteCallbackManager to a client in another process, or from
-// the top, through AONManager::onCallback as the vendor's thread calls it.
+// record then goes through AONManagerCallback::onCallback, either straight to a checking
+// IOutEventCallback, or through one that checks and passes the results on to the
+// RemoteCallbackManager, to a client in another process, or from the top, through
+// AONManager::onCallback as the vendor's thread calls it.
 //
 // The record is exactly sizeof(aov_event) on the heap, so AddressSanitizer catches a read past it.
 // After each record the delivered results must be exactly those the record calls for: the
@@ -11,12 +12,20 @@
 // the record's values. A client in another process receives the event exactly when its
 // transaction fits the client's binder buffer; the transport refuses the others, as a device
 // does. Anything else aborts.
+//
+// Everything that costs more than the input itself is made once per process and reset after each
+// input: the record (only the bytes an input patched are restored), the callbacks, and one client
+// in another process that stays registered. The results are checked inside the callbacks, where
+// they are delivered, so that the harness never copies an image; each input frees what it
+// allocated, so that libFuzzer's leak check has nothing to run again for.
+#include <aidl/vendor/tarvo/hardware/camera/aon/BnAONServiceCallBack.h>
 #include <cutils/properties.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "callback/RemoteCallbackManager.h"
@@ -24,11 +33,11 @@
 #include "event/AovEvent.h"
 #include "fuzz/common/FuzzInput.h"
 #include "fuzz/common/Harness.h"
+#include "fuzz/common/Threads.h"
 #include "host/EventBuilder.h"
 #include "host/binder_control.h"
 #include "host/binder_parcel.h"
 #include "manager/AONManager.h"
-#include "tests/support/FakeServiceCallback.h"
 
 namespace {
 
@@ -44,44 +53,6 @@ using host::ImageBlock;
 constexpr char kDebugBufferProperty[] = "vendor.debug.camera.utils.AovDebugBuffer";
 constexpr char kVerboseLogProperty[] = "vendor.debug.cameralog.enable";
 constexpr int kClientPid = 7001;
-
-// Keeps the last record it was given.
-class LastEventCallback final : public IOutEventCallback {
-  public:
-    void OnAONEvent(AONCallBackInfo& info) override {
-        last = info;
-        ++count;
-    }
-    void OnAONSensorEvent(AONSensorStateInfo&) override {}
-    AONCallBackInfo last;
-    size_t count = 0;
-};
-
-enum class Route { kDirect, kRegistry, kManager };
-
-// Built once per process: one record, and the callbacks of the three routes.
-struct Harness {
-    Harness() {
-        fuzz::QuietLog();
-        // The detector area and both whole images hold a pattern that an offset error would show.
-        builder.outputPattern(0, sizeof(aov_event::apu_output), 11);
-        const uint8_t* output = builder.event()->apu_output;
-        pristineOutput.assign(output, output + sizeof(aov_event::apu_output));
-        builder.imagePattern(ImageBlock::kImage, 1u << 16, 1u << 16, 5);
-        builder.imagePattern(ImageBlock::kDebugImage, 1u << 16, 1u << 16, 5);
-        direct = AONManagerCallback::create(recorder);
-        throughRegistry = AONManagerCallback::create(registry);
-        manager->RegisterClient(throughRegistry);
-    }
-
-    host::EventBuilder builder;
-    std::vector<uint8_t> pristineOutput;
-    std::shared_ptr<LastEventCallback> recorder = std::make_shared<LastEventCallback>();
-    std::shared_ptr<RemoteCallbackManager> registry = RemoteCallbackManager::GetSingleton();
-    std::shared_ptr<AONManager> manager = AONManager::GetSingleton();
-    std::shared_ptr<AONManagerCallback> direct;
-    std::shared_ptr<AONManagerCallback> throughRegistry;
-};
 
 // The detector blocks after fusion: each is copied as it is when the record's type has its bit
 // and apu_output_size exceeds the size the parser requires.
@@ -207,6 +178,141 @@ void CheckResults(const AONCallBackInfo& info, const aov_event& event) {
     if (at != tail) Fail("%zu unexpected results before the frame keys", tail - at);
 }
 
+// The bytes an onAONEvent of `info` puts in the client's binder buffer: the interface token, the
+// handle, the record.
+size_t EventTransactionBytes(const AONCallBackInfo& info) {
+    return host::InterfaceTokenSize(IAONServiceCallBack::descriptor) + 8 +
+           ::aidl::vendor::tarvo::hardware::camera::aon::internal::ParcelSize(info);
+}
+
+// What a receiver took: how many records, the handle of the last one and the size of its
+// transaction had it gone to a client. Each record is checked where it arrives, so that no copy of
+// its results is kept.
+struct Received {
+    size_t count = 0;
+    int64_t handle = 0;
+    size_t transactionBytes = 0;
+
+    void Take(const AONCallBackInfo& info, const aov_event& event, int64_t clientHandle) {
+        ++count;
+        handle = clientHandle;
+        transactionBytes = EventTransactionBytes(info);
+        CheckResults(info, event);
+    }
+};
+
+// The IOutEventCallback the translation delivers to: it checks the results and passes them on to
+// `next` (the registry), if any. The size of the transaction to the client is known here whether
+// or not the transport then refuses it.
+class CheckingOutEventCallback final : public IOutEventCallback {
+  public:
+    CheckingOutEventCallback(const aov_event& event, std::shared_ptr<IOutEventCallback> next)
+        : mEvent(event), mNext(std::move(next)) {}
+    void OnAONEvent(AONCallBackInfo& info) override {
+        received.Take(info, mEvent, 0);
+        if (mNext != nullptr) mNext->OnAONEvent(info);
+    }
+    void OnAONSensorEvent(AONSensorStateInfo& info) override {
+        if (mNext != nullptr) mNext->OnAONSensorEvent(info);
+    }
+    Received received;
+
+  private:
+    const aov_event& mEvent;
+    const std::shared_ptr<IOutEventCallback> mNext;
+};
+
+// The client in another process the registry delivers to.
+class CheckingClient final
+    : public ::aidl::vendor::tarvo::hardware::camera::aon::BnAONServiceCallBack {
+  public:
+    explicit CheckingClient(const aov_event& event) : mEvent(event) {}
+    ndk::ScopedAStatus onAONEvent(int64_t handle, const AONCallBackInfo& info) override {
+        received.Take(info, mEvent, handle);
+        return ndk::ScopedAStatus::ok();
+    }
+    ndk::ScopedAStatus onAONSensorEvent(int64_t, const AONSensorStateInfo&) override {
+        return ndk::ScopedAStatus::ok();
+    }
+    Received received;
+
+  private:
+    const aov_event& mEvent;
+};
+
+enum class Route { kDirect, kRegistry, kManager };
+
+// Built once per process: one record, the callbacks of the three routes, and the client of the
+// registry, registered for good.
+struct Harness {
+    Harness() {
+        fuzz::QuietLog();
+        fuzz::StayOnThisProcessor();
+        // The detector area and both whole images hold a pattern that an offset error would show.
+        builder.outputPattern(0, sizeof(aov_event::apu_output), 11);
+        const uint8_t* output = builder.event()->apu_output;
+        pristineOutput.assign(output, output + sizeof(aov_event::apu_output));
+        builder.imagePattern(ImageBlock::kImage, 1u << 16, 1u << 16, 5);
+        builder.imagePattern(ImageBlock::kDebugImage, 1u << 16, 1u << 16, 5);
+        patches.reserve(kMaxPatches);
+        direct = AONManagerCallback::create(recorder);
+        throughRegistry = AONManagerCallback::create(toRegistry);
+        manager->RegisterClient(throughRegistry);
+        const ndk::SpAIBinder binder = client->asBinder();
+        host::SetBinderProcess(binder.get(), kClientPid);
+        long handle = 0;
+        if (registry->RegisterClient(IAONServiceCallBack::fromBinder(binder), &handle) != 0 ||
+            handle != 1) {
+            Fail("the fuzzing client could not register");
+        }
+    }
+
+    // Sets a property only when its value changes: a property write allocates.
+    void SetProperty(const char* name, const char* value, const char*& current) {
+        if (strcmp(value, current) == 0) return;
+        property_set(name, value);
+        current = value;
+    }
+
+    // The next input starts from the same record: the detector output as it was, the properties
+    // unset (their map entries freed with the input that made them).
+    void Restore() {
+        uint8_t* output = builder.event()->apu_output;
+        for (const auto& [offset, count] : patches) {
+            memcpy(output + offset, pristineOutput.data() + offset, count);
+        }
+        patches.clear();
+        SetProperty(kDebugBufferProperty, "", debugBuffer);
+        SetProperty(kVerboseLogProperty, "", verboseLog);
+    }
+
+    // Copies up to `max` bytes of the input over the detector output at `offset`, noting the range.
+    void Patch(fuzz::FuzzInput& in, size_t offset, size_t max) {
+        const size_t count = in.Bytes(builder.event()->apu_output + offset, max);
+        if (count != 0) patches.emplace_back(offset, count);
+    }
+
+    // A patch takes at least three bytes of the input, and CI caps inputs at 1024 bytes; a longer
+    // input grows the vector once, and it keeps the room.
+    static constexpr size_t kMaxPatches = 4096;
+
+    host::EventBuilder builder;
+    const aov_event& event = *builder.event();
+    std::vector<uint8_t> pristineOutput;
+    std::vector<std::pair<size_t, size_t>> patches;  // offset and length in apu_output
+    const char* debugBuffer = "";
+    const char* verboseLog = "";
+    std::shared_ptr<RemoteCallbackManager> registry = RemoteCallbackManager::GetSingleton();
+    std::shared_ptr<CheckingOutEventCallback> recorder =
+            std::make_shared<CheckingOutEventCallback>(event, nullptr);
+    std::shared_ptr<CheckingOutEventCallback> toRegistry =
+            std::make_shared<CheckingOutEventCallback>(event, registry);
+    std::shared_ptr<CheckingClient> client = ndk::SharedRefBase::make<CheckingClient>(event);
+    std::shared_ptr<AONManager> manager = AONManager::GetSingleton();
+    std::shared_ptr<AONManagerCallback> direct;
+    std::shared_ptr<AONManagerCallback> throughRegistry;
+};
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -217,8 +323,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const uint8_t flags = in.Byte();
     const auto route = static_cast<Route>((flags & 0x3) % 3);
     static const char* const kDebugBufferValues[] = {"", "1", "2", "0x2x"};
-    property_set(kDebugBufferProperty, kDebugBufferValues[(flags >> 2) & 0x3]);
-    property_set(kVerboseLogProperty, (flags & 0x10) ? "true" : "false");
+    harness->SetProperty(kDebugBufferProperty, kDebugBufferValues[(flags >> 2) & 0x3],
+                         harness->debugBuffer);
+    harness->SetProperty(kVerboseLogProperty, (flags & 0x10) ? "true" : "false",
+                         harness->verboseLog);
 
     event.frame_id = in.U32();
     event.frame_width = in.U32();
@@ -229,10 +337,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
              0xFFFFFFFFu});
     const uint32_t count = (flags & 0x40) ? in.U32() : in.Byte() % 40;
     const uint32_t angle = in.U32();
-    memcpy(event.apu_output + kFusionBlockOffset + kFusionCountOffset, &count, sizeof(count));
-    memcpy(event.apu_output + kFusionBlockOffset + kFusionRotateAngleOffset, &angle, sizeof(angle));
+    constexpr size_t kCountAt = kFusionBlockOffset + kFusionCountOffset;
+    constexpr size_t kAngleAt = kFusionBlockOffset + kFusionRotateAngleOffset;
+    memcpy(event.apu_output + kCountAt, &count, sizeof(count));
+    memcpy(event.apu_output + kAngleAt, &angle, sizeof(angle));
+    harness->patches.emplace_back(kCountAt, sizeof(count));
+    harness->patches.emplace_back(kAngleAt, sizeof(angle));
     // A stride or height: small (most images then stay small, and inputs run fast), or anything
-    // at all (the copy then stops at the end of the record).
+    // at all (an image that does not fit the record is dropped whole).
     const auto dimension = [&in]() -> uint32_t { return in.Bool() ? in.U32() : in.Byte(); };
     event.image.stride = dimension();
     event.image.height = dimension();
@@ -246,48 +358,44 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     while (!in.empty()) {
         const size_t offset = in.Bool() ? kTargets[in.Below(4)] + in.U16() % 2600
                                         : in.U32() % kApuOutputMapEnd;
-        in.Bytes(event.apu_output + offset, in.Byte());
+        harness->Patch(in, offset, in.Byte());
     }
 
     if (route == Route::kDirect) {
-        const size_t before = harness->recorder->count;
+        Received& direct = harness->recorder->received;
+        const size_t before = direct.count;
         harness->direct->onCallback(&event);
-        if (harness->recorder->count != before + 1) Fail("the record was not delivered");
-        CheckResults(harness->recorder->last, event);
+        if (direct.count != before + 1) Fail("the record was not delivered");
     } else {
-        // A client of its own for each record, so that what the fake keeps does not pile up.
-        const aon_test::RemoteCallback client = aon_test::MakeRemoteCallback(kClientPid);
-        long handle = 0;
-        if (harness->registry->RegisterClient(client.proxy, &handle) != 0 || handle != 1) {
-            Fail("the fuzzing client could not register");
-        }
+        Received& sent = harness->toRegistry->received;
+        Received& client = harness->client->received;
+        const size_t sentBefore = sent.count;
+        const size_t before = client.count;
         const uint64_t refusedBefore = host::FailedTransactionCount();
         if (route == Route::kRegistry) {
             harness->throughRegistry->onCallback(&event);
         } else {
             harness->manager->onCallback(&event);
         }
-        harness->registry->UnregisterClient(handle);
+        if (sent.count != sentBefore + 1) Fail("the record did not reach the registry");
         // One thread, no lock held by anyone: nothing may be dropped, but an event larger than
         // the client's binder buffer, which the transport refuses as a device's kernel does.
         const bool refused = host::FailedTransactionCount() != refusedBefore;
-        const auto events = client.fake->events();
-        if (events.size() != (refused ? 0u : 1u) || (!refused && events[0].clientHandle != 1)) {
-            Fail("the client received %zu records for one (handle %lld, refused %d)", events.size(),
-                 events.empty() ? 0LL : static_cast<long long>(events[0].clientHandle), refused);
+        const size_t events = client.count - before;
+        if (events != (refused ? 0u : 1u) || (!refused && client.handle != 1)) {
+            Fail("the client received %zu records for one (handle %lld, refused %d)", events,
+                 static_cast<long long>(client.handle), refused);
         }
-        if (refused) harness->direct->onCallback(&event);  // what the client would have had
-        const AONCallBackInfo& info = refused ? harness->recorder->last : events[0].info;
-        const size_t bytes =
-                host::InterfaceTokenSize(IAONServiceCallBack::descriptor) + 8 +
-                ::aidl::vendor::tarvo::hardware::camera::aon::internal::ParcelSize(info);
+        if (!refused && client.transactionBytes != sent.transactionBytes) {
+            Fail("the client received %zu bytes of results, %zu were sent", client.transactionBytes,
+                 sent.transactionBytes);
+        }
+        const size_t bytes = sent.transactionBytes;
         if ((host::KernelCharge(bytes, 0) > host::kBinderBufferBytes) != refused) {
             Fail("an onAONEvent of %zu bytes was %s", bytes, refused ? "refused" : "delivered");
         }
-        CheckResults(info, event);
     }
 
-    // The next input starts from the same record.
-    memcpy(event.apu_output, harness->pristineOutput.data(), harness->pristineOutput.size());
+    harness->Restore();
     return 0;
 }

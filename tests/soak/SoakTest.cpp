@@ -4,6 +4,20 @@
 // the stream's sensor and on another one. A watchdog turns a stall of any of these threads into a
 // failure with every thread's stack.
 //
+// Three interleavings are played on purpose, and each has its check:
+//   - the camera closes and reopens a device at once, as on a mode switch: the stream must never be
+//     initialised on the stream's sensor while the camera holds it (its NotifyOpen has returned and
+//     its NotifyClose has not been called), and the vendor must have heard "opened" last whenever
+//     the camera is about to close it;
+//   - a client dies and the binder thread's next client registers inside the death notification,
+//     before the service hears of the death: the late notification must not withdraw the next
+//     client's registration (every client registers and subscribes all types, so a subscription
+//     refused with error 2 means it did);
+//   - some clients answer each sensor state with a binder call: it must be refused with the
+//     nested-call status exactly when the thread that delivers the state is inside a service call
+//     (a binder thread's call or a death notification), and served otherwise (a camera worker);
+//     a nested call that locked the service again would stall, which the watchdog reports.
+//
 // Every 16th frame carries a 1280x720 image from the debug image block: its event is larger than a
 // client's whole binder buffer, so the transport refuses it, as a device's kernel does, and no
 // client may receive one.
@@ -29,13 +43,16 @@
 #include <cstring>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "callback/IRemoteCallbackManagerListener.h"
 #include "callback/RemoteCallbackManager.h"
 #include "host/EventBuilder.h"
 #include "host/FakeAovStream.h"
@@ -51,16 +68,33 @@ namespace aon_test {
 namespace {
 
 using ::aidl::vendor::tarvo::hardware::camera::aon::SensorConfigInfo;
+using host::AovCall;
 using Tag = ::aidl::vendor::tarvo::hardware::camera::aon::AONResultValue::Tag;
 using Clock = std::chrono::steady_clock;
 using Count = std::atomic<unsigned long long>;
 using tarvo::aon::AONManager;
 using tarvo::aon::AONService;
+using tarvo::aon::IRemoteCallbackManagerListener;
 using tarvo::aon::RemoteCallbackManager;
+using Status = ::ndk::ScopedAStatus;
 
 constexpr int kCameraOnStreamSensor = 10;  // sensor 0, the one the clients subscribe
 constexpr int kCameraOnOtherSensor = 11;   // sensor 1
 constexpr int kBinderThreads = 2;
+constexpr char kNestedCallRefused[] =
+        "nested call refused: do not call IAONService from inside its callbacks";
+
+// How many service calls the calling thread is inside: a binder thread's own calls and a death
+// notification passed on to the service. A client's call from a callback delivered while it is
+// not 0 is nested.
+thread_local int tServiceCalls = 0;
+
+struct InService {
+    InService() { ++tServiceCalls; }
+    ~InService() { --tServiceCalls; }
+    InService(const InService&) = delete;
+    InService& operator=(const InService&) = delete;
+};
 
 double SecondsFromEnv(const char* name, double fallback) {
     const char* value = std::getenv(name);
@@ -128,7 +162,19 @@ struct Soak {
     Count sessions{0};
     Count deaths{0};
     Count cameraCycles{0};
+    Count reopenBursts{0};
+    Count initsOnHeldSensor{0};  // the stream initialised on the sensor the camera holds
+    Count vendorHeardClosedLast{0};
+    Count deathsThenRegistration{0};
+    Count registrationsLost{0};  // subscriptions refused with error 2
+    Count nestedRefused{0};
+    Count nestedServed{0};
+    Count nestedMisjudged{0};  // refused on a thread outside a service call, or the reverse
     std::atomic<int> nextPid{30000};
+    // The camera holds the stream's sensor: its NotifyOpen has returned and NotifyClose has not
+    // been called. While it does, the manager must refuse every start on that sensor.
+    std::atomic<bool> cameraHoldsStreamSensor{false};
+    std::atomic<int32_t> lastStreamSensorNotice{0};  // the vendor's last notifySensorState on it
 
     // Waits up to `bound` or until the soak ends; for pacing, never for another thread's work.
     void Pause(std::chrono::milliseconds bound) {
@@ -136,6 +182,80 @@ struct Soak {
         stopRequested.wait_for(lock, bound, [this] { return stop.load(); });
     }
 };
+
+// Deaths reach the service through this listener, which can let a binder thread's next client
+// register inside the death notification of its last one, before the service hears of it.
+class DeathListener final : public IRemoteCallbackManagerListener {
+  public:
+    explicit DeathListener(AONService& service) : mService(service) {}
+
+    // Runs `first` inside the death notification of `binder`, if it comes.
+    void RegisterFirst(const AIBinder* binder, std::function<void()> first) {
+        std::lock_guard<std::mutex> guard(mLock);
+        mFirst[binder] = std::move(first);
+    }
+    void Forget(const AIBinder* binder) {
+        std::lock_guard<std::mutex> guard(mLock);
+        mFirst.erase(binder);
+    }
+
+    void OnRemoteCallbackDied(long handle,
+                              const std::shared_ptr<IAONServiceCallBack>& callback) override {
+        std::function<void()> first;
+        {
+            std::lock_guard<std::mutex> guard(mLock);
+            const auto found = mFirst.find(callback->asBinder().get());
+            if (found != mFirst.end()) {
+                first = std::move(found->second);
+                mFirst.erase(found);
+            }
+        }
+        if (first) first();
+        const InService inService;
+        mService.OnRemoteCallbackDied(handle, callback);
+    }
+
+  private:
+    AONService& mService;
+    std::mutex mLock;
+    std::map<const AIBinder*, std::function<void()>> mFirst;
+};
+
+// The stream's calls are all made under the manager's lock, and so are these hooks: the last
+// record is the call that runs the hook. Records are dropped as they are read.
+host::AovCallRecord TakeLastCall(host::FakeAovStream& stream) {
+    std::vector<host::AovCallRecord> calls = stream.Calls();
+    stream.ClearCalls();
+    return calls.empty() ? host::AovCallRecord{} : calls.back();
+}
+
+void WatchTheStreamSensor(Soak& soak) {
+    soak.stream.SetHook(AovCall::kInit, [&soak] {
+        if (TakeLastCall(soak.stream).param.sensorId == 0 && soak.cameraHoldsStreamSensor) {
+            ++soak.initsOnHeldSensor;
+        }
+    });
+    soak.stream.SetHook(AovCall::kNotifySensorState, [&soak] {
+        const host::AovCallRecord notice = TakeLastCall(soak.stream);
+        if (notice.sensorIds == std::vector<int32_t>{0})
+            soak.lastStreamSensorNotice = notice.opened;
+    });
+}
+
+// A client's answer to a sensor state: a binder call, which must be refused exactly when the
+// delivering thread is inside a service call.
+void CallBack(Soak& soak, int64_t handle, unsigned method) {
+    const bool nested = tServiceCalls > 0;
+    const InService inService;
+    std::vector<AONService::AONSensorInfo> sensors;
+    const Status status = method == 0   ? soak.service->stopService(handle, 0xF)
+                          : method == 1 ? soak.service->unsubscribeSensor(handle)
+                                        : soak.service->getAonSensorInfoList(&sensors);
+    const bool refused = !status.isOk() && status.getServiceSpecificError() == 1 &&
+                         std::strcmp(status.getMessage(), kNestedCallRefused) == 0;
+    if (refused != nested) ++soak.nestedMisjudged;
+    ++(refused ? soak.nestedRefused : soak.nestedServed);
+}
 
 void VendorThread(Soak& soak, std::atomic<uint64_t>& progress) {
     host::EventBuilder small;
@@ -158,25 +278,51 @@ void VendorThread(Soak& soak, std::atomic<uint64_t>& progress) {
 }
 
 // One client's session after another: register, subscribe, start, let frames arrive, then either
-// wind down in order or die at some point of it. Each event must end with keys 0, 1, 2.
-void BinderThread(Soak& soak, std::atomic<uint64_t>& progress, unsigned seed) {
+// wind down in order or die at some point of it. Each event must end with keys 0, 1, 2. Every third
+// client answers each sensor state with a binder call; every other death lets the thread's next
+// client register inside the death notification, and that client's session starts subscribed.
+void BinderThread(Soak& soak, DeathListener& listener, std::atomic<uint64_t>& progress,
+                  unsigned seed) {
     std::mt19937 random(seed);
-    const int32_t kMasks[] = {0x1, 0x3, 0x5, 0xF};
+    const int32_t kMasks[] = {0x1, 0x3, 0xF};
+    std::optional<RemoteCallback> registeredInTheWindow;
     while (!soak.stop) {
         ++progress;
-        const RemoteCallback client = MakeRemoteCallback(soak.nextPid++);
-        int64_t handle = 0;
+        const bool preRegistered = registeredInTheWindow.has_value();
+        const RemoteCallback client =
+                preRegistered ? *registeredInTheWindow : MakeRemoteCallback(soak.nextPid++);
+        registeredInTheWindow.reset();
+        if (random() % 3 == 0) {
+            const unsigned method = random() % 3;
+            client.fake->setSensorEventReaction(
+                    [&soak, method](int64_t handle, const AONSensorStateInfo&) {
+                        CallBack(soak, handle, method);
+                    });
+        }
+        int64_t handle = preRegistered ? 1 : 0;
         const std::function<void()> steps[] = {
-                [&] { (void)soak.service->registerClient(client.proxy, 0xF, &handle); },
-                [&] { (void)soak.service->subscribeSensor(handle, StreamConfig()); },
                 [&] {
-                    (void)soak.service->startService(handle, kMasks[random() % 4]);
+                    const InService inService;
+                    if (!preRegistered)
+                        (void)soak.service->registerClient(client.proxy, 0xF, &handle);
+                },
+                [&] {
+                    const InService inService;
+                    const Status status = soak.service->subscribeSensor(handle, StreamConfig());
+                    if (status.getServiceSpecificError() == 2) ++soak.registrationsLost;
+                },
+                [&] {
+                    {
+                        const InService inService;
+                        (void)soak.service->startService(handle, kMasks[random() % 3]);
+                    }
                     // Let frames arrive (the other client or the camera may stop the stream).
                     (void)client.fake->waitForEvents(3, std::chrono::milliseconds(50));
                 },
                 [&] {
                     const bool pingFails = random() % 4 == 0;
                     if (pingFails) host::SetPingStatus(client.binder.get(), STATUS_DEAD_OBJECT);
+                    const InService inService;
                     (void)soak.service->stopService(handle, 0xF);
                     (void)soak.service->unsubscribeSensor(handle);
                     (void)soak.service->unregisterClient(handle);
@@ -184,8 +330,24 @@ void BinderThread(Soak& soak, std::atomic<uint64_t>& progress, unsigned seed) {
         const size_t dieAt = random() % 8;  // 0 to 3: dies before that step
         size_t at = 0;
         for (; at < std::size(steps) && at != dieAt; ++at, ++progress) steps[at]();
-        if (at == dieAt) ++soak.deaths;
-        host::KillProcess(client.pid);  // it dies, or its process ends after its session
+        if (at == dieAt) {
+            ++soak.deaths;
+            if (random() % 2 == 0) {
+                // The next client registers once the registry has forgotten this one.
+                listener.RegisterFirst(client.binder.get(), [&soak, &registeredInTheWindow] {
+                    RemoteCallback next = MakeRemoteCallback(soak.nextPid++);
+                    int64_t nextHandle = 0;
+                    const InService inService;
+                    if (soak.service->registerClient(next.proxy, 0xF, &nextHandle).isOk()) {
+                        registeredInTheWindow = std::move(next);
+                        ++soak.deathsThenRegistration;
+                    }
+                });
+            }
+        }
+        host::KillProcess(client.pid);         // it dies, or its process ends after its session
+        listener.Forget(client.binder.get());  // no notification came: it was not registered
+        client.fake->setSensorEventReaction(nullptr);
         const auto events = client.fake->events();
         soak.framesReceived += events.size();
         soak.malformed += std::count_if(events.begin(), events.end(), [](const auto& event) {
@@ -202,15 +364,39 @@ void BinderThread(Soak& soak, std::atomic<uint64_t>& progress, unsigned seed) {
         });
         ++soak.sessions;
     }
+    // A client registered in the last death's window has no session left: it ends here.
+    if (registeredInTheWindow) host::KillProcess(registeredInTheWindow->pid);
 }
 
+// Opens and closes devices; every other cycle closes and reopens the device at once, one to three
+// times, as a camera app does on a mode switch.
 void CameraThread(Soak& soak, std::atomic<uint64_t>& progress) {
+    const auto open = [&soak](int device) {
+        soak.manager->NotifyOpen(device);
+        if (device == kCameraOnStreamSensor) soak.cameraHoldsStreamSensor = true;
+    };
+    const auto close = [&soak](int device) {
+        if (device == kCameraOnStreamSensor) {
+            if (soak.lastStreamSensorNotice != 1) ++soak.vendorHeardClosedLast;
+            soak.cameraHoldsStreamSensor = false;
+        }
+        soak.manager->NotifyClose(device);
+    };
     for (unsigned cycle = 1; !soak.stop; ++cycle) {
         const int device = cycle % 3 == 0 ? kCameraOnOtherSensor : kCameraOnStreamSensor;
-        soak.manager->NotifyOpen(device);
+        open(device);
         ++progress;
         soak.Pause(std::chrono::milliseconds(5));
-        soak.manager->NotifyClose(device);
+        if (cycle % 2 == 0) {
+            for (unsigned reopen = 0; reopen <= cycle % 3; ++reopen) {
+                close(device);
+                open(device);
+            }
+            ++soak.reopenBursts;
+            ++progress;
+            soak.Pause(std::chrono::milliseconds(5));
+        }
+        close(device);
         ++progress;
         ++soak.cameraCycles;
         soak.Pause(std::chrono::milliseconds(20));
@@ -224,19 +410,21 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
     __android_log_set_logger(&CountingLogger);
     host::SetTransactionObserver(&CountRefusals);
     property_set("vendor.debug.camera.utils.AovDebugBuffer", "2");  // images from the debug block
-    host::FakeAovStream::Get().SetSensors(
-            {{0, {host::MakeSensorInfo(640, 480, 5, {10, 15, 30})}},
-             {1, {host::MakeSensorInfo(320, 240, 9, {15})}}});
+    host::FakeAovStream::Get().SetSensors({{0, {host::MakeSensorInfo(640, 480, 5, {10, 15, 30})}},
+                                           {1, {host::MakeSensorInfo(320, 240, 9, {15})}}});
     host::SetSensorIdsOfDevice(kCameraOnStreamSensor, {0});
     host::SetSensorIdsOfDevice(kCameraOnOtherSensor, {1});
 
     Soak soak;
+    DeathListener listener(*soak.service);
+    RemoteCallbackManager::GetSingleton()->SetListener(&listener);
+    WatchTheStreamSensor(soak);
     {
         Watchdog watchdog(std::chrono::milliseconds(static_cast<int64_t>(stallSeconds * 1000)));
         std::vector<std::thread> threads;
         threads.emplace_back(VendorThread, std::ref(soak), std::ref(watchdog.Watch("vendor")));
         for (int i = 0; i < kBinderThreads; ++i) {
-            threads.emplace_back(BinderThread, std::ref(soak),
+            threads.emplace_back(BinderThread, std::ref(soak), std::ref(listener),
                                  std::ref(watchdog.Watch("binder " + std::to_string(i))), 17 + i);
         }
         threads.emplace_back(CameraThread, std::ref(soak), std::ref(watchdog.Watch("camera")));
@@ -259,11 +447,16 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
                 "received by clients (%.0f/s), %llu dropped by the manager (\"onCallback can "
                 "not get lock\"), %llu dropped by the registry (\"OnAONEvent try_lock "
                 "failed\"), %llu refused by the transport (larger than the client's binder "
-                "buffer); %llu client sessions, %llu deaths, %llu camera open/close cycles, "
-                "%llu log lines (%llu errors)\n",
+                "buffer); %llu client sessions, %llu deaths (%llu followed at once by a "
+                "registration), %llu camera open/close cycles (%llu with a reopen burst), %llu "
+                "calls from callbacks (%llu refused as nested, %llu served), %llu log lines (%llu "
+                "errors)\n",
                 elapsed, soak.framesOffered.load(), taken, taken / elapsed, received,
                 received / elapsed, managerDrops, registryDrops, refused, soak.sessions.load(),
-                soak.deaths.load(), soak.cameraCycles.load(), gLogLines.load(), gLogErrors.load());
+                soak.deaths.load(), soak.deathsThenRegistration.load(), soak.cameraCycles.load(),
+                soak.reopenBursts.load(), soak.nestedRefused + soak.nestedServed,
+                soak.nestedRefused.load(), soak.nestedServed.load(), gLogLines.load(),
+                gLogErrors.load());
         std::fflush(stdout);
 
         // A frame reaches at most the one registered client, or is dropped or refused on the
@@ -275,6 +468,18 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
         EXPECT_GT(received, 0u) << "no frame reached a client: the soak exercised nothing";
         EXPECT_GT(soak.sessions.load(), 0u);
         EXPECT_GT(soak.cameraCycles.load(), 0u);
+        // The interleavings happened, and none broke what it once broke.
+        EXPECT_GT(soak.reopenBursts.load(), 0u);
+        EXPECT_GT(soak.deathsThenRegistration.load(), 0u);
+        EXPECT_GT(soak.nestedRefused.load(), 0u);
+        EXPECT_EQ(soak.initsOnHeldSensor.load(), 0u)
+                << "the stream started on the sensor of a camera device that was reopened";
+        EXPECT_EQ(soak.vendorHeardClosedLast.load(), 0u)
+                << "the vendor heard \"closed\" last for a device the camera holds";
+        EXPECT_EQ(soak.registrationsLost.load(), 0u)
+                << "a late death notification withdrew the next client's registration";
+        EXPECT_EQ(soak.nestedMisjudged.load(), 0u)
+                << "a call from a callback was refused outside a service call, or served inside";
     }
 
     // Winding down: the camera's devices are closed (a close waits for the previous worker; the
@@ -288,6 +493,8 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
             << soak.stream.ContractViolations().front();
     EXPECT_FALSE(RemoteCallbackManager::GetSingleton()->CheckClientHandleRegistered(1))
             << "a client outlived its process";
+    soak.stream.SetHook(AovCall::kInit, nullptr);
+    soak.stream.SetHook(AovCall::kNotifySensorState, nullptr);
     soak.service.reset();
     host::SetTransactionObserver(nullptr);
     __android_log_set_logger(__android_log_stderr_logger);

@@ -210,6 +210,7 @@ TEST(AonClientProgramTest, JsonLinesCarryStatusesEventsAndTheSummary) {
     EXPECT_EQ(summary["kind"], "summary");
     EXPECT_EQ(summary["end"], "events");
     EXPECT_EQ(summary["events"], 2);
+    EXPECT_EQ(summary["lastFrameId"], 2);
     EXPECT_EQ(summary["missedFrames"], 0);
     EXPECT_EQ(summary["leftClean"], true);
 

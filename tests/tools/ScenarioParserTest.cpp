@@ -155,7 +155,7 @@ TEST(ScenarioParserTest, APropertyNameOneCharacterOffIsWarnedAbout) {
 // the values the library passes through untouched, and the rarer words.
 TEST(ScenarioParserTest, ReadsWhatTheExamplesLeaveUnseen) {
     const Scenario scenario =
-            Parsed("vendor sensor 1 mode 0x5 status -1\n"
+            Parsed("vendor sensor 1 size 320x240 fps 5,15 attribute 9 mode 0x5 status -1\n"
                    "client app pid 77  # the app\n"
                    "app subscribe type 0x3 fps 15 size 320x240 sensor 2 mode 3 extra 4,-5 handle 9 "
                    "-> error 1 \"config not support\"\n"
@@ -166,6 +166,9 @@ TEST(ScenarioParserTest, ReadsWhatTheExamplesLeaveUnseen) {
                    "expect app key 100 = -1.25\n");
     ASSERT_EQ(scenario.commands.size(), 8u);
     const auto& sensor = std::get<VendorSensor>(scenario.commands[0].body);
+    ASSERT_TRUE(sensor.size);
+    EXPECT_EQ(sensor.size->rates, std::vector<int32_t>({5, 15}));
+    EXPECT_EQ(sensor.size->attribute, 9);
     EXPECT_EQ(sensor.mode, 5u);
     EXPECT_EQ(sensor.modeStatus, -1);
     EXPECT_EQ(scenario.commands[1].text, "client app pid 77");

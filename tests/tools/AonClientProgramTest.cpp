@@ -195,28 +195,22 @@ TEST(AonClientProgramTest, JsonLinesCarryStatusesEventsAndTheSummary) {
     for (std::string line; std::getline(lines, line);) {
         records.push_back(nlohmann::json::parse(line));  // throws on a line that is not JSON
     }
-    ASSERT_GE(records.size(), 10u);
+    ASSERT_FALSE(records.empty());
     EXPECT_EQ(records.front()["kind"], "service");
-    const nlohmann::json* event = nullptr;
-    for (const nlohmann::json& record : records) {
-        if (record["kind"] == "event") {
-            event = &record;
-            break;
-        }
-    }
-    ASSERT_NE(event, nullptr);
+    const auto event = std::find_if(records.begin(), records.end(),
+                                    [](const nlohmann::json& r) { return r["kind"] == "event"; });
+    ASSERT_NE(event, records.end());
     EXPECT_EQ((*event)["frameId"], 1);
     EXPECT_EQ((*event)["serviceType"], 15);
-    const nlohmann::json& image = (*event)["results"][10];
-    EXPECT_EQ(image["key"], 703);
-    EXPECT_EQ(image["name"], "image");
-    EXPECT_EQ(image["type"], "byteArray");
-    EXPECT_EQ(image["size"], 460800);
-    EXPECT_FALSE(image.contains("value"));  // values only with --values
+    // The image without its value: values only with --values.
+    EXPECT_EQ((*event)["results"][10],
+              nlohmann::json::parse(
+                      R"({"key":703,"name":"image","type":"byteArray","size":460800})"));
     const nlohmann::json& summary = records.back();
     EXPECT_EQ(summary["kind"], "summary");
     EXPECT_EQ(summary["end"], "events");
-    EXPECT_EQ(summary["events"], summary["lastFrameId"]);
+    EXPECT_EQ(summary["events"], 2);
+    EXPECT_EQ(summary["lastFrameId"], 2);
     EXPECT_EQ(summary["missedFrames"], 0);
     EXPECT_EQ(summary["leftClean"], true);
 
@@ -238,9 +232,9 @@ TEST(AonClientProgramTest, JsonLinesCarryStatusesEventsAndTheSummary) {
                                                "subscribeSensor ok", "startService failed",
                                                "unsubscribeSensor ok", "unregisterClient ok"}));
     EXPECT_EQ(start["args"]["serviceType"], 16);
-    EXPECT_EQ(start["status"]["exception"], -8);  // EX_SERVICE_SPECIFIC
-    EXPECT_EQ(start["status"]["serviceSpecific"], 2);
-    EXPECT_EQ(start["status"]["message"], "start service type is subset of subscribe service type");
+    EXPECT_EQ(start["status"], nlohmann::json::parse(R"({"ok":false,"exception":-8,
+            "serviceSpecific":2,"transport":0,
+            "message":"start service type is subset of subscribe service type"})"));
 }
 
 TEST(AonClientProgramTest, InterruptWhileFramesFlowLeavesTheServiceClean) {
@@ -274,7 +268,9 @@ TEST(AonClientProgramTest, AServiceThatDiesOrCannotBeFoundEndsWithStatusThree) {
     ASSERT_EQ(missing.Wait(), 3);
     EXPECT_EQ(missing.out(), "");
     EXPECT_NE(missing.err().find("aon-client: vendor.tarvo.hardware.camera.aon.IAONService/other "
-                                 "not found (waited 0.3 s); either the device does not declare"),
+                                 "not found (waited 0.3 s); either the device does not declare it "
+                                 "(no VINTF manifest entry) or SELinux does not let this process "
+                                 "find it\n"),
               std::string::npos)
             << missing.err();
 }

@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tools/common/FrameSaver.h"
@@ -68,65 +69,52 @@ class FrameSaverTest : public ::testing::Test {
         char pattern[] = "/tmp/aon-sim-frames-XXXXXX";
         ASSERT_NE(mkdtemp(pattern), nullptr);
         mDirectory = pattern;
+        mFile = mDirectory + "/app-frame000042.png";
     }
     void TearDown() override {
-        unlink((mDirectory + "/app-frame000042.png").c_str());
+        unlink(mFile.c_str());
         rmdir(mDirectory.c_str());
     }
     std::string mDirectory;
+    std::string mFile;
 };
 
-TEST_F(FrameSaverTest, GrayIsTheLumaPlaneCroppedToTheFrameWidth) {
+// Gray is the luma plane cropped to the frame width; NV12 reads U 90, V 240 for the right pair
+// (red), NV21 swaps them (blue); the white pair stays white.
+TEST_F(FrameSaverTest, GrayIsTheCroppedLumaAndTheChromaLayoutDecidesTheColours) {
     std::string path;
     std::string error;
     ASSERT_TRUE(aon_tools::FrameSaver(mDirectory, aon_tools::FrameColor::kGray)
                         .Save("app", Frame(), &path, &error))
             << error;
-    EXPECT_EQ(path, mDirectory + "/app-frame000042.png");
-    const Png png = Read(path, PNG_FORMAT_GRAY);
-    ASSERT_EQ(png.width, 4u);
-    ASSERT_EQ(png.height, 2u);
-    EXPECT_EQ(png.pixels, std::vector<uint8_t>({235, 235, 81, 81, 235, 235, 81, 81}));
-}
+    EXPECT_EQ(path, mFile);
+    const Png gray = Read(path, PNG_FORMAT_GRAY);
+    EXPECT_EQ(gray.width, 4u);
+    EXPECT_EQ(gray.height, 2u);
+    EXPECT_EQ(gray.pixels, std::vector<uint8_t>({235, 235, 81, 81, 235, 235, 81, 81}));
 
-TEST_F(FrameSaverTest, ChromaLayoutDecidesTheColours) {
-    struct Case {
-        aon_tools::FrameColor color;
-        int red;
-        int blue;
-    };
-    // NV12 reads U 90, V 240 for the right pair (red); NV21 swaps them (blue).
-    for (const Case& c :
-         {Case{aon_tools::FrameColor::kNv12, 255, 0}, Case{aon_tools::FrameColor::kNv21, 0, 255}}) {
-        std::string path;
-        std::string error;
-        ASSERT_TRUE(aon_tools::FrameSaver(mDirectory, c.color).Save("app", Frame(), &path, &error))
+    for (const auto& [color, red, blue] : {std::tuple{aon_tools::FrameColor::kNv12, 255, 0},
+                                           std::tuple{aon_tools::FrameColor::kNv21, 0, 255}}) {
+        ASSERT_TRUE(aon_tools::FrameSaver(mDirectory, color).Save("app", Frame(), &path, &error))
                 << error;
         const Png png = Read(path, PNG_FORMAT_RGB);
         ASSERT_EQ(png.pixels.size(), 4u * 2u * 3u);
-        for (int channel = 0; channel < 3; ++channel) {
-            EXPECT_NEAR(png.pixels[channel], 255, 2) << "white, channel " << channel;
-        }
-        const uint8_t* right = &png.pixels[3 * 3];
-        EXPECT_NEAR(right[0], c.red, 40);
-        EXPECT_NEAR(right[2], c.blue, 40);
+        for (int channel = 0; channel < 3; ++channel) EXPECT_NEAR(png.pixels[channel], 255, 2);
+        EXPECT_NEAR(png.pixels[3 * 3], red, 40);
+        EXPECT_NEAR(png.pixels[3 * 3 + 2], blue, 40);
     }
 }
 
-TEST_F(FrameSaverTest, AnEventWithoutImageWritesNothing) {
+TEST_F(FrameSaverTest, NoImageWritesNothingAndAnUnwritableDirectoryIsReported) {
     AONCallBackInfo info;
     info.results = {IntResult(0, 42), IntResult(1, 4), IntResult(2, 2)};
     std::string path;
     std::string error;
-    EXPECT_FALSE(aon_tools::FrameSaver(mDirectory, aon_tools::FrameColor::kGray)
-                         .Save("app", info, &path, &error));
+    const aon_tools::FrameSaver saver(mDirectory, aon_tools::FrameColor::kGray);
+    EXPECT_FALSE(saver.Save("app", info, &path, &error));
     EXPECT_TRUE(error.empty());
-    EXPECT_NE(access((mDirectory + "/app-frame000042.png").c_str(), F_OK), 0);
-}
-
-TEST_F(FrameSaverTest, AnUnwritableDirectoryIsReported) {
-    std::string path;
-    std::string error;
+    EXPECT_NE(access(mFile.c_str(), F_OK), 0);
+    EXPECT_EQ(saver.saved(), 0);
     EXPECT_FALSE(aon_tools::FrameSaver(mDirectory + "/missing", aon_tools::FrameColor::kGray)
                          .Save("app", Frame(), &path, &error));
     EXPECT_NE(error.find("No such file or directory"), std::string::npos) << error;

@@ -46,9 +46,6 @@ TEST_P(ScenarioParserErrorTest, NamesTheLineAndWhatWasExpected) {
 }
 
 const BadLine kBadLines[] = {
-        {"TypoInAction", "client app\napp strat 0xF\n",
-         "t.aonsim:2: expected a client action (register, list, subscribe, start, stop, "
-         "unsubscribe, unregister, dies, ping or on), got 'strat'"},
         {"AnswerThatIsNoCall", "client app\napp on event dies\n",
          "t.aonsim:2: expected the client's answer (register, list, subscribe, start, stop, "
          "unsubscribe, unregister, hang or nothing), got 'dies'"},
@@ -56,9 +53,6 @@ const BadLine kBadLines[] = {
          "t.aonsim:2: expected a sensor state such as 2, got 'list'"},
         {"AnswerCallWithoutItsMask", "client app\napp on state 0 start -> ok\n",
          "t.aonsim:2: expected a service-type mask such as 0xF, got '->'"},
-        {"TypoInCommand", "# a comment\n\nclinet app\n",
-         "t.aonsim:3: expected a command (property, vendor, client, camera, frame, frames, wait, "
-         "note, expect) or a declared client, got 'clinet'"},
         {"UndeclaredClient", "client app\nexpect bob events 1\n",
          "t.aonsim:2: expected a declared client, got 'bob' (declared: app)"},
         {"ClientUsedAfterItsDeath", "client app\napp dies\napp list\n",
@@ -110,9 +104,9 @@ const BadLine kBadLines[] = {
         {"KeyCheckWithoutValue", "client app\nexpect app key 0 =\n",
          "t.aonsim:2: expected a number, got the end of the line"},
         // What a file holds is shown escaped, never as raw bytes to the terminal.
-        {"ControlBytesEscaped", "client app\nz\x01z\xff\n",
-         "t.aonsim:2: expected a command (property, vendor, client, camera, frame, frames, wait, "
-         "note, expect) or a declared client (app), got 'z\\x01z\\xff'"},
+        {"ControlBytesEscaped", "# a comment\n\nz\x01z\xff\n",
+         "t.aonsim:3: expected a command (property, vendor, client, camera, frame, frames, wait, "
+         "note, expect) or a declared client, got 'z\\x01z\\xff'"},
         {"BinaryFileStopsAtItsFirstNul", std::string(kBinary, sizeof(kBinary) - 1),
          "t.aonsim:2: expected a scenario (text), got a binary file (a NUL byte)"},
         {"EmptyFile", "", "t.aonsim: expected at least one command, got an empty file"},
@@ -122,19 +116,6 @@ const BadLine kBadLines[] = {
 
 INSTANTIATE_TEST_SUITE_P(Lines, ScenarioParserErrorTest, ::testing::ValuesIn(kBadLines),
                          [](const auto& info) { return std::string(info.param.name); });
-
-TEST(ScenarioParserTest, ReportsEveryBadLineAndHandsOverNothing) {
-    ScenarioParser parser("t.aonsim");
-    std::istringstream in("client app\napp strat 1\napp list\nframes -1\n");
-    Scenario scenario;
-    scenario.path = "untouched";
-    EXPECT_FALSE(parser.Parse(in, &scenario));
-    ASSERT_EQ(parser.errors().size(), 2u);
-    EXPECT_EQ(parser.errors()[0].rfind("t.aonsim:2: ", 0), 0u);
-    EXPECT_EQ(parser.errors()[1].rfind("t.aonsim:4: ", 0), 0u);
-    EXPECT_EQ(scenario.path, "untouched");
-    EXPECT_TRUE(scenario.commands.empty());
-}
 
 TEST(ScenarioParserTest, StopsAfterTenMistakesAndShowsLongWordsInPart) {
     std::string text;
@@ -159,123 +140,60 @@ TEST(ScenarioParserTest, APropertyNameOneCharacterOffIsWarnedAbout) {
             "property persist.vendor.something 1\n");
     Scenario scenario;
     ASSERT_TRUE(parser.Parse(in, &scenario));
-    EXPECT_EQ(parser.warnings(),
-              (std::vector<std::string>{
-                      "t.aonsim:1: warning: property 'tarvo.aon.hal.mtk_dump_ap' is not one the "
-                      "library reads; did you mean 'tarvo.aon.hal.mtk_dump_apu'?",
-                      "t.aonsim:2: warning: property 'vendor.debug.camera.utils.AovDebugMod3' is "
-                      "not one the library reads; did you mean "
-                      "'vendor.debug.camera.utils.AovDebugMode'?",
-                      "t.aonsim:3: warning: property 'vendor.debug.cameralog.enabled' is not one "
-                      "the library reads; did you mean 'vendor.debug.cameralog.enable'?"}));
+    ASSERT_EQ(parser.warnings().size(), 3u) << ::testing::PrintToString(parser.warnings());
+    EXPECT_EQ(parser.warnings()[0],
+              "t.aonsim:1: warning: property 'tarvo.aon.hal.mtk_dump_ap' is not one the library "
+              "reads; did you mean 'tarvo.aon.hal.mtk_dump_apu'?");
+    EXPECT_EQ(parser.warnings()[1].rfind("t.aonsim:2: ", 0), 0u);
+    EXPECT_NE(parser.warnings()[1].find("mean 'vendor.debug.camera.utils.AovDebugMode'?"),
+              std::string::npos);
+    EXPECT_NE(parser.warnings()[2].find("mean 'vendor.debug.cameralog.enable'?"),
+              std::string::npos);
 }
 
-TEST(ScenarioParserTest, ReadsCallsWithTheirArgumentsAndResults) {
-    const Scenario scenario = Parsed(
-            "client app pid 77  # the app\n"
-            "app subscribe type 0x3 fps 15 size 320x240 sensor 2 mode 3 extra 4,-5 handle 9 "
-            "-> error 1 \"config not support\"\n"
-            "app register null 0xF -> exception EX_ILLEGAL_ARGUMENT\n"
-            "app stop 0x80000000\n");
-    ASSERT_EQ(scenario.commands.size(), 4u);
-    EXPECT_EQ(std::get<ClientDeclare>(scenario.commands[0].body).pid, 77);
-    EXPECT_EQ(scenario.commands[0].text, "client app pid 77");
-
-    const auto& subscribe = std::get<ClientCall>(scenario.commands[1].body);
-    EXPECT_EQ(subscribe.method, ClientMethod::kSubscribe);
-    EXPECT_EQ(subscribe.config.sensorId, 2);
-    EXPECT_EQ(subscribe.config.frameWidth, 320);
-    EXPECT_EQ(subscribe.config.frameHeight, 240);
-    EXPECT_EQ(subscribe.config.fps, 15);
-    EXPECT_EQ(subscribe.config.serviceType, 3);
-    EXPECT_EQ(subscribe.config.deliveryMode, 3);
-    EXPECT_EQ(subscribe.config.extraParam0, 4);
-    EXPECT_EQ(subscribe.config.extraParam1, -5);
-    EXPECT_EQ(subscribe.handle, 9);
-    EXPECT_EQ(subscribe.expect.kind, CallExpectation::Kind::kServiceSpecific);
-    EXPECT_EQ(subscribe.expect.code, 1);
-    EXPECT_EQ(subscribe.expect.message, "config not support");
-
-    const auto& reg = std::get<ClientCall>(scenario.commands[2].body);
-    EXPECT_TRUE(reg.nullCallback);
-    EXPECT_EQ(reg.serviceType, 0xF);
-    EXPECT_EQ(reg.expect.kind, CallExpectation::Kind::kException);
-    EXPECT_EQ(reg.expect.code, -3);
-
-    // A mask keeps its bits up to 0xFFFFFFFF.
-    EXPECT_EQ(std::get<ClientCall>(scenario.commands[3].body).serviceType, INT32_MIN);
-}
-
-TEST(ScenarioParserTest, ReadsAnswersToCallbacksAndTheirCalls) {
+// What the example scenarios cannot show through the library's behaviour: options in any order,
+// the values the library passes through untouched, and the rarer words.
+TEST(ScenarioParserTest, ReadsWhatTheExamplesLeaveUnseen) {
     const Scenario scenario =
-            Parsed("client app\n"
-                   "app on state 0 start 0x3 -> ok\n"
-                   "app on event hang\n"
-                   "app on state 2 nothing\n"
-                   "expect app failed-transactions 3\n");
-    ASSERT_EQ(scenario.commands.size(), 5u);
-    const auto& restart = std::get<ClientReaction>(scenario.commands[1].body);
-    EXPECT_EQ(restart.trigger, ClientReaction::Trigger::kState);
-    EXPECT_EQ(restart.state, 0);
-    EXPECT_EQ(restart.answer, ClientReaction::Answer::kCall);
-    EXPECT_EQ(restart.call.client, "app");
-    EXPECT_EQ(restart.call.method, ClientMethod::kStart);
-    EXPECT_EQ(restart.call.serviceType, 3);
-    EXPECT_EQ(restart.call.expect.kind, CallExpectation::Kind::kOk);
-    const auto& hang = std::get<ClientReaction>(scenario.commands[2].body);
-    EXPECT_EQ(hang.trigger, ClientReaction::Trigger::kEvent);
-    EXPECT_EQ(hang.answer, ClientReaction::Answer::kHang);
-    EXPECT_EQ(std::get<ClientReaction>(scenario.commands[3].body).answer,
-              ClientReaction::Answer::kNothing);
-    const auto& failed = std::get<ExpectCount>(scenario.commands[4].body);
-    EXPECT_EQ(failed.what, ExpectCount::What::kFailedTransactions);
-    EXPECT_EQ(failed.count, 3);
-    EXPECT_FALSE(IsExpectation(scenario.commands[1].body));
-}
-
-TEST(ScenarioParserTest, ReadsFramesCameraVendorAndExpectations) {
-    const Scenario scenario = Parsed(
-            "frames 3 type 0 apu full fusion 31 image none debug-image 64x48 id 7 size 8x6\n"
-            "camera open 5 sensors 0,2\n"
-            "vendor sensor 1 size 320x240 fps 5,15 attribute 9 mode 0x5 status -1\n"
-            "wait 1.5s\n"
-            "client app\n"
-            "expect app key 100 = -1.25\n"
-            "expect app states 0:1 2:2\n"
-            "expect vendor init fps 2 requestedFps 30\n"
-            "expect no-log E \"AONManager: Cannot get AovStream\"\n");
-    ASSERT_EQ(scenario.commands.size(), 9u);
-    const auto& frame = std::get<FrameSpec>(scenario.commands[0].body);
-    EXPECT_EQ(frame.count, 3);
-    EXPECT_EQ(frame.serviceType, 0u);
-    EXPECT_EQ(frame.apuOutputSize, 227969u);
-    EXPECT_EQ(frame.fusionCount, 31u);
-    EXPECT_EQ(frame.image, std::make_pair(0u, 0u));
-    EXPECT_EQ(frame.debugImage, std::make_pair(64u, 48u));
-    EXPECT_EQ(frame.frameId, 7u);
-    EXPECT_EQ(frame.width, 8u);
-    EXPECT_EQ(frame.height, 6u);
-
-    EXPECT_EQ(std::get<CameraOpen>(scenario.commands[1].body).sensors,
-              std::vector<int32_t>({0, 2}));
-    const auto& sensor = std::get<VendorSensor>(scenario.commands[2].body);
+            Parsed("vendor sensor 1 size 320x240 fps 5,15 attribute 9 mode 0x5 status -1\n"
+                   "client app pid 77  # the app\n"
+                   "app subscribe type 0x3 fps 15 size 320x240 sensor 2 mode 3 extra 4,-5 handle 9 "
+                   "-> error 1 \"config not support\"\n"
+                   "app register null 0x80000000 -> exception EX_ILLEGAL_ARGUMENT\n"
+                   "frame apu full image none\n"
+                   "camera open 5 sensors 0,2\n"
+                   "wait 1.5s\n"
+                   "expect app key 100 = -1.25\n");
+    ASSERT_EQ(scenario.commands.size(), 8u);
+    const auto& sensor = std::get<VendorSensor>(scenario.commands[0].body);
     ASSERT_TRUE(sensor.size);
     EXPECT_EQ(sensor.size->rates, std::vector<int32_t>({5, 15}));
     EXPECT_EQ(sensor.size->attribute, 9);
     EXPECT_EQ(sensor.mode, 5u);
     EXPECT_EQ(sensor.modeStatus, -1);
-    EXPECT_EQ(std::get<Wait>(scenario.commands[3].body).micros, 1500000);
-    EXPECT_DOUBLE_EQ(std::get<ExpectKey>(scenario.commands[5].body).value, -1.25);
-    EXPECT_EQ(std::get<ExpectStates>(scenario.commands[6].body).states,
-              (std::vector<std::pair<int32_t, int32_t>>{{0, 1}, {2, 2}}));
-    const auto& init = std::get<ExpectVendorInit>(scenario.commands[7].body);
-    ASSERT_EQ(init.fields.size(), 2u);
-    EXPECT_EQ(init.fields[1], std::make_pair(ParamField::kRequestedFps, int64_t{30}));
-    const auto& log = std::get<ExpectLog>(scenario.commands[8].body);
-    EXPECT_FALSE(log.present);
-    EXPECT_EQ(log.priority, 6);
-    EXPECT_TRUE(IsExpectation(scenario.commands[8].body));
-    EXPECT_FALSE(IsExpectation(scenario.commands[1].body));
+    EXPECT_EQ(scenario.commands[1].text, "client app pid 77");
+    EXPECT_EQ(std::get<ClientDeclare>(scenario.commands[1].body).pid, 77);
+    const auto& subscribe = std::get<ClientCall>(scenario.commands[2].body);
+    const SubscribeConfig& c = subscribe.config;
+    EXPECT_EQ(std::vector<int32_t>({c.sensorId, c.frameWidth, c.frameHeight, c.fps, c.serviceType,
+                                    c.deliveryMode, c.extraParam0, c.extraParam1}),
+              std::vector<int32_t>({2, 320, 240, 15, 3, 3, 4, -5}));
+    EXPECT_EQ(subscribe.handle, 9);
+    EXPECT_EQ(subscribe.expect.kind, CallExpectation::Kind::kServiceSpecific);
+    EXPECT_EQ(subscribe.expect.code, 1);
+    EXPECT_EQ(subscribe.expect.message, "config not support");
+    const auto& reg = std::get<ClientCall>(scenario.commands[3].body);
+    EXPECT_TRUE(reg.nullCallback);
+    EXPECT_EQ(reg.serviceType, INT32_MIN);  // a mask keeps its bits up to 0xFFFFFFFF
+    EXPECT_EQ(reg.expect.kind, CallExpectation::Kind::kException);
+    EXPECT_EQ(reg.expect.code, -3);
+    const auto& frame = std::get<FrameSpec>(scenario.commands[4].body);
+    EXPECT_EQ(frame.apuOutputSize, 227969u);
+    EXPECT_EQ(frame.image, std::make_pair(0u, 0u));
+    EXPECT_EQ(std::get<CameraOpen>(scenario.commands[5].body).sensors,
+              std::vector<int32_t>({0, 2}));
+    EXPECT_EQ(std::get<Wait>(scenario.commands[6].body).micros, 1500000);
+    EXPECT_DOUBLE_EQ(std::get<ExpectKey>(scenario.commands[7].body).value, -1.25);
 }
 
 }  // namespace

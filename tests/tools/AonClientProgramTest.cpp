@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <regex>
@@ -138,10 +139,24 @@ void ExpectInOrder(const std::string& text, const std::vector<std::string>& patt
     }
 }
 
-std::string TempDirectory() {
-    char path[] = "/tmp/aon-client-test-XXXXXX";
-    return mkdtemp(path) != nullptr ? path : "";
-}
+// A directory of its own under /tmp, removed with what the program wrote into it.
+class TempDirectory {
+  public:
+    TempDirectory() {
+        char path[] = "/tmp/aon-client-test-XXXXXX";
+        if (mkdtemp(path) != nullptr) mPath = path;
+    }
+    ~TempDirectory() {
+        std::error_code ignored;
+        if (!mPath.empty()) std::filesystem::remove_all(mPath, ignored);
+    }
+    TempDirectory(const TempDirectory&) = delete;
+    TempDirectory& operator=(const TempDirectory&) = delete;
+    const std::string& path() const { return mPath; }
+
+  private:
+    std::string mPath;
+};
 
 std::string ReadFile(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -151,7 +166,8 @@ std::string ReadFile(const std::string& path) {
 }
 
 TEST(AonClientProgramTest, RunsTheWholeCourseAndLeavesTheServiceClean) {
-    const std::string frames = TempDirectory() + "/frames";  // made by the program
+    const TempDirectory directory;
+    const std::string frames = directory.path() + "/frames";  // made by the program
     ClientRun run({"--events", "3", "--values", "--save-frames", frames, "--duration", "20"});
     ASSERT_EQ(run.Wait(), 0) << run.out() << run.err();
     ExpectInOrder(

@@ -424,8 +424,8 @@ class Session final : public IRemoteCallbackManagerListener {
         mRegistered = index;
     }
 
-    // A registration with a callback always succeeds, with handle 1.
-    static void ExpectHandle1(const ndk::ScopedAStatus& status, int64_t handle) {
+    // A registration with a callback always succeeds, with handle 1 (read once the call returned).
+    static void ExpectHandle1(const ndk::ScopedAStatus& status, const int64_t& handle) {
         if (!Check("registerClient", status) || handle != 1) {
             Fail("registerClient returned handle %lld", static_cast<long long>(handle));
         }

@@ -81,6 +81,7 @@
 #include "manager/AONManager.h"
 #include "service/AONService.h"
 #include "tests/support/FakeServiceCallback.h"
+#include "tests/support/ServiceCalls.h"
 
 namespace {
 
@@ -89,6 +90,8 @@ using ::aidl::vendor::tarvo::hardware::camera::aon::AONSensorInfo;
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
 using ::aidl::vendor::tarvo::hardware::camera::aon::IAONServiceCallBack;
 using ::aidl::vendor::tarvo::hardware::camera::aon::SensorConfigInfo;
+using aon_test::InService;
+using aon_test::tServiceCalls;
 using fuzz::Fail;
 using host::AovCall;
 
@@ -142,26 +145,6 @@ bool Check(const char* method, const ndk::ScopedAStatus& status) {
     }
     Fail("%s returned an undocumented status: %s", method, status.getDescription().c_str());
 }
-
-constexpr char kNestedCallRefused[] =
-        "nested call refused: do not call IAONService from inside its callbacks";
-
-bool IsNestedCallRefusal(const ndk::ScopedAStatus& status) {
-    return status.get() != nullptr && status.getExceptionCode() == EX_SERVICE_SPECIFIC &&
-           status.getServiceSpecificError() == 1 &&
-           strcmp(status.getMessage(), kNestedCallRefused) == 0;
-}
-
-// How many service calls the calling thread is inside (made by the harness, or a death
-// notification it passes on): a call made from a callback while it is not 0 is nested.
-thread_local int tServiceCalls = 0;
-
-struct InService {
-    InService() { ++tServiceCalls; }
-    ~InService() { --tServiceCalls; }
-    InService(const InService&) = delete;
-    InService& operator=(const InService&) = delete;
-};
 
 // One client; `seen` is the number of calls it had received when last looked at.
 struct Client {
@@ -436,11 +419,16 @@ class Session final : public IRemoteCallbackManagerListener {
             }
             return;
         }
+        ExpectHandle1(status, handle);
+        // The newest client replaces the one registered before (the same client stays).
+        mRegistered = index;
+    }
+
+    // A registration with a callback always succeeds, with handle 1 (read once the call returned).
+    static void ExpectHandle1(const ndk::ScopedAStatus& status, const int64_t& handle) {
         if (!Check("registerClient", status) || handle != 1) {
             Fail("registerClient returned handle %lld", static_cast<long long>(handle));
         }
-        // The newest client replaces the one registered before (the same client stays).
-        mRegistered = index;
     }
 
     void Kill(int slot) {
@@ -566,24 +554,16 @@ class Session final : public IRemoteCallbackManagerListener {
         static constexpr int32_t kMasks[] = {0x1, 0x3, 0xF};
         const int32_t mask = kMasks[in.Below(3)];
         const uint32_t setUp = in.Below(3);  // 0 registers, 1 also subscribes, 2 also starts
-        SensorConfigInfo config;
-        config.sensorId = in.Bool() ? 1 : 0;
-        config.frameWidth = config.sensorId == 0 ? 640 : 320;
-        config.frameHeight = config.sensorId == 0 ? 480 : 240;
-        config.fps = 15;
-        config.serviceType = 0x1;
-        config.deliveryMode = 1;
+        const SensorConfigInfo config = in.Bool() ? SensorConfigInfo{1, 320, 240, 15, 0, 0, 0x1, 1}
+                                                  : SensorConfigInfo{0, 640, 480, 15, 0, 0, 0x1, 1};
 
         int dead = mRegistered;
         if (dead < 0 || mClients[dead]->dead) {
             dead = ClientIn(slot);
             int64_t handle = 0;
             const InService inService;
-            if (!Check("registerClient",
-                       mService->registerClient(mClients[dead]->remote.proxy, 0xF, &handle)) ||
-                handle != 1) {
-                Fail("registerClient returned handle %lld", static_cast<long long>(handle));
-            }
+            ExpectHandle1(mService->registerClient(mClients[dead]->remote.proxy, 0xF, &handle),
+                          handle);
             mRegistered = dead;
         }
         mClients[dead]->dead = true;  // from here on the slot's client is another one
@@ -593,11 +573,8 @@ class Session final : public IRemoteCallbackManagerListener {
         mBeforeDeathReaches = [&] {
             const InService inService;
             int64_t handle = 0;
-            if (!Check("registerClient",
-                       mService->registerClient(mClients[next]->remote.proxy, mask, &handle)) ||
-                handle != 1) {
-                Fail("registerClient returned handle %lld", static_cast<long long>(handle));
-            }
+            ExpectHandle1(mService->registerClient(mClients[next]->remote.proxy, mask, &handle),
+                          handle);
             if (setUp >= 1) {
                 subscribed = Check("subscribeSensor", mService->subscribeSensor(1, config));
             }
@@ -667,37 +644,21 @@ class Session final : public IRemoteCallbackManagerListener {
         }
         const bool nested = tServiceCalls > 0;
         const InService inService;
-        const char* method = "";
-        ndk::ScopedAStatus status;
+        static const char* const kNames[] = {"unsubscribeSensor",    "stopService",
+                                             "getAonSensorInfoList", "subscribeSensor",
+                                             "startService",         "unregisterClient"};
+        const char* method = kNames[static_cast<int>(reaction.method)];
         std::vector<AONSensorInfo> sensors;
-        switch (reaction.method) {
-            case Method::kUnsubscribe:
-                method = "unsubscribeSensor";
-                status = mService->unsubscribeSensor(1);
-                break;
-            case Method::kStop:
-                method = "stopService";
-                status = mService->stopService(1, reaction.mask);
-                break;
-            case Method::kSensorList:
-                method = "getAonSensorInfoList";
-                status = mService->getAonSensorInfoList(&sensors);
-                break;
-            case Method::kSubscribe:
-                method = "subscribeSensor";
-                status = mService->subscribeSensor(1, reaction.config);
-                break;
-            case Method::kStart:
-                method = "startService";
-                status = mService->startService(1, reaction.mask);
-                break;
-            case Method::kUnregister:
-                method = "unregisterClient";
-                status = mService->unregisterClient(1);
-                break;
-        }
+        const ndk::ScopedAStatus status =
+                reaction.method == Method::kUnsubscribe  ? mService->unsubscribeSensor(1)
+                : reaction.method == Method::kStop       ? mService->stopService(1, reaction.mask)
+                : reaction.method == Method::kSensorList ? mService->getAonSensorInfoList(&sensors)
+                : reaction.method == Method::kSubscribe
+                        ? mService->subscribeSensor(1, reaction.config)
+                : reaction.method == Method::kStart ? mService->startService(1, reaction.mask)
+                                                    : mService->unregisterClient(1);
         if (nested) {
-            if (!IsNestedCallRefusal(status)) {
+            if (!aon_test::IsNestedCallRefusal(status)) {
                 Fail("%s from inside a callback the service made under its lock returned %s",
                      method, status.get() == nullptr ? "null" : status.getDescription().c_str());
             }

@@ -27,14 +27,18 @@ TEST_F(RemoteCallbackManagerTest, NullCallbackIsRefusedAndUnknownHandleOrDeathIg
     EXPECT_EQ(42, handle);
     EXPECT_TRUE(logged(ANDROID_LOG_ERROR, "RegisterClient failed: callback is null"));
 
+    RemoteCallback client = MakeRemoteCallback();
+    EXPECT_EQ(1, Register(client.proxy));
     EXPECT_EQ(0, mRegistry->UnregisterClient(7));
     EXPECT_TRUE(logged(ANDROID_LOG_WARN, "clientHandle 7 not register"));
     EXPECT_FALSE(mRegistry->CheckClientHandleRegistered(7));
 
-    // A death nobody is registered for changes nothing and is not passed on.
-    mRegistry->OnRemoteCallbackDied(MakeRemoteCallback().binder.get());
+    // A death of a binder that is not the client's changes nothing and is not passed on.
+    mRegistry->OnRemoteCallbackDied(MakeRemoteCallback(kClientPid + 1).binder.get());
     EXPECT_TRUE(logged(ANDROID_LOG_WARN, "can not find the died callback"));
     EXPECT_TRUE(mListener.deaths().empty());
+    EXPECT_TRUE(mRegistry->CheckClientHandleRegistered(1));
+    EXPECT_EQ(1u, host::LinkedDeathRecipientCount(client.binder.get()));
 }
 
 // The one-client rule: whichever way the first client leaves, a second one that was refused with
@@ -120,15 +124,27 @@ TEST_F(RemoteCallbackManagerTest, SameRemoteObjectTwiceKeepsOneEntryAndRenewsIts
     EXPECT_EQ(1, Register(MakeRemoteCallback(kClientPid + 1).proxy, -2));
 }
 
+// The registry may hold a client's last reference: it is dropped after the mutex is released (the
+// callback's destructor may reach the registry), asked here from the destructor with a bound.
 TEST_F(RemoteCallbackManagerTest, LocalCallbackIsRegisteredAlthoughItCannotBeLinkedToDeath) {
-    EXPECT_EQ(1, Register(ndk::SharedRefBase::make<FakeServiceCallback>()));
+    auto local = ndk::SharedRefBase::make<FakeServiceCallback>();
+    std::future<bool> probe;
+    bool answered = false;
+    local->onDestroyed = [&] {
+        probe = std::async(std::launch::async,
+                           [this] { return mRegistry->CheckClientHandleRegistered(1); });
+        answered = probe.wait_for(std::chrono::seconds(2)) == std::future_status::ready;
+    };
+    EXPECT_EQ(1, Register(local));
     EXPECT_TRUE(logged(ANDROID_LOG_ERROR, "Fail to link IAONServiceCallBack to death"));
     EXPECT_TRUE(mRegistry->CheckClientHandleRegistered(1));
 
+    local.reset();
     EXPECT_EQ(0, mRegistry->UnregisterClient(1));
     EXPECT_TRUE(logged(ANDROID_LOG_ERROR, "Failed to unlink IAONServiceCallBack to death, code:" +
                                                   std::to_string(STATUS_NAME_NOT_FOUND) + ","));
-    EXPECT_FALSE(mRegistry->CheckClientHandleRegistered(1));
+    EXPECT_TRUE(answered) << "the client's last reference was dropped with the mutex held";
+    EXPECT_FALSE(probe.get());
 }
 
 TEST_F(RemoteCallbackManagerTest, RememberedSensorStatesReachANewClientBeforeRegisterReturns) {

@@ -129,6 +129,7 @@ TEST_F(ClientCourseTest, TypicalClientSession) {
     EXPECT_EQ(StatesOf(*client.fake), (States{{0, 1}, {0, 2}, {0, 0}, {0, 1}, {0, 0}}));
     EXPECT_EQ(client.fake->eventCount(), 1u);
     for (const auto& state : client.fake->sensorEvents()) EXPECT_EQ(state.clientHandle, 1);
+    EXPECT_THAT(Complaints(), IsEmpty());
 }
 
 }  // namespace

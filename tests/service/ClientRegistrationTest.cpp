@@ -15,14 +15,11 @@ namespace {
 
 using ClientRegistrationTest = ServiceTest;
 
-TEST_F(ClientRegistrationTest, NullCallbackIsAnIllegalArgument) {
+TEST_F(ClientRegistrationTest, NullCallbackAndUnknownHandleAreRefused) {
     int64_t handle = 5;
     EXPECT_THAT(mService->registerClient(nullptr, 1, &handle), ExceptionIs(EX_ILLEGAL_ARGUMENT));
     EXPECT_EQ(handle, 5);
     EXPECT_TRUE(HasLine(ANDROID_LOG_ERROR, "callback is null"));
-}
-
-TEST_F(ClientRegistrationTest, CallsWithUnknownHandleAreRefused) {
     const std::pair<std::function<ndk::ScopedAStatus()>, const char*> cases[] = {
             {[&] { return mService->subscribeSensor(7, Config(0, 640, 480, 10, 1)); },
              "clientHandle not register"},
@@ -41,15 +38,20 @@ TEST_F(ClientRegistrationTest, CallsWithUnknownHandleAreRefused) {
     EXPECT_THAT(StreamCalls(), IsEmpty());
 }
 
-TEST_F(ClientRegistrationTest, SubscriptionBeyondRegisteredTypesOrSensorIsRefused) {
+TEST_F(ClientRegistrationTest, SubscriptionBeyondRegisteredTypesOrOfferedConfigsIsRefused) {
     RemoteCallback client = MakeRemoteCallback();
     ASSERT_EQ(Register(client, 0x3), 1);
     EXPECT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 10, 0x4)),
                 ServiceSpecificErrorIs(2, "service type need subset of register"));
     EXPECT_TRUE(HasLine(ANDROID_LOG_ERROR,
                         "subscribe service type is subset of register service type"));
-    EXPECT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 12, 0x1)),
-                ServiceSpecificErrorIs(1, "config not support"));
+    // A rate sensor 0 lacks; sizes and a rate only another sensor offers.
+    for (const SensorConfigInfo& config :
+         {Config(0, 640, 480, 12, 0x1), Config(3, 640, 480, 30, 0x1),
+          Config(1, 640, 480, 30, 0x1)}) {
+        EXPECT_THAT(mService->subscribeSensor(1, config),
+                    ServiceSpecificErrorIs(1, "config not support"));
+    }
 }
 
 TEST_F(ClientRegistrationTest, NewClientReplacesRunningOne) {
@@ -85,14 +87,18 @@ TEST_F(ClientRegistrationTest, UnregisterNeedsStopAndUnsubscribeFirst) {
     ASSERT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 30, 0x1)), IsOk());
     ASSERT_THAT(mService->startService(1, 0x1), IsOk());
 
-    EXPECT_THAT(mService->unregisterClient(1),
-                ServiceSpecificErrorIs(1, "not stop all service type, unregisterClient failed"));
-    ASSERT_THAT(mService->stopService(1, 0x1), IsOk());
-    // The zero entry left by the stop does not block; the subscription does.
-    EXPECT_THAT(mService->unregisterClient(1),
-                ServiceSpecificErrorIs(1, "not unsubscribe all service type, unregisterClient failed"));
+    for (const char* refusal : {"not stop all service type, unregisterClient failed",
+                                "not unsubscribe all service type, unregisterClient failed"}) {
+        mLog.clear();
+        EXPECT_THAT(mService->unregisterClient(1), ServiceSpecificErrorIs(1, refusal));
+        EXPECT_THAT(mLog.linesOf("AONService"), ElementsAre(HalLine(ANDROID_LOG_ERROR, refusal)));
+        // The zero entry left by the stop does not block; the subscription does.
+        ASSERT_THAT(mService->stopService(1, 0x1), IsOk());
+    }
     ASSERT_THAT(mService->unsubscribeSensor(1), IsOk());
+    mLog.clear();
     EXPECT_THAT(mService->unregisterClient(1), IsOk());
+    EXPECT_THAT(Complaints(), IsEmpty());
     EXPECT_EQ(host::LinkedDeathRecipientCount(client.binder.get()), 0u);
     EXPECT_THAT(mService->unregisterClient(1),
                 ServiceSpecificErrorIs(1, "in_clientHandle not register"));

@@ -9,8 +9,8 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <functional>
 #include <future>
+#include <string>
 
 #include "manager/AONManager.h"
 #include "tests/service/ServiceTestBase.h"
@@ -24,23 +24,37 @@ using Status = ndk::ScopedAStatus;
 
 constexpr int kCameraDevice = 5;  // sensor 0
 
-void SubscribeAndStart(AONService& service, const RemoteCallback&) {
-    ASSERT_THAT(service.subscribeSensor(1, Config(0, 640, 480, 30, 0x3)), IsOk());
-    ASSERT_THAT(service.startService(1, 0x3), IsOk());
-}
-
 void OpenCamera() {
     host::SetSensorIdsOfDevice(kCameraDevice, {0});
     tarvo::aon::AONManager::GetSingleton()->NotifyOpen(kCameraDevice);
 }
 
+// A binder method of handle 1 by name: "registerClient" registers `client`, "replaceClient" a new
+// client; "openCamera" opens a device on the stream's sensor.
+Status Call(AONService& service, const std::string& method,
+            std::shared_ptr<IAONServiceCallBack> client = nullptr) {
+    int64_t handle = 0;
+    std::vector<AONService::AONSensorInfo> sensors;
+    if (method == "registerClient" || method == "replaceClient") {
+        return service.registerClient(client ? client : MakeRemoteCallback(kClientPid + 1).proxy,
+                                      kAllTypes, &handle);
+    }
+    if (method == "getAonSensorInfoList") return service.getAonSensorInfoList(&sensors);
+    if (method == "subscribeSensor") return service.subscribeSensor(1, Config(0, 640, 480, 30, 3));
+    if (method == "startService") return service.startService(1, 0x3);
+    if (method == "stopService") return service.stopService(1, 0x3);
+    if (method == "unsubscribeSensor") return service.unsubscribeSensor(1);
+    if (method == "unregisterClient") return service.unregisterClient(1);
+    OpenCamera();
+    return Status::ok();
+}
+
 struct NestedCall : Named {
-    std::function<void(AONService&, const RemoteCallback&)> before;
-    // The call during which the client is called; its states answer with `nested`.
-    std::function<Status(AONService&, const RemoteCallback&)> outer;
-    std::function<Status(AONService&)> nested;
-    const char* refusedMethod;  // null: the nested call is served
-    States states;              // all the client received
+    int setUp;           // 0: the camera holds the sensor, 1: subscribed, 2: subscribed and started
+    const char* outer;   // the call during which the client is called
+    const char* nested;  // the client's answer to its states
+    bool refused;
+    States states;  // all the client received
 };
 
 class NestedCallTest : public ServiceTest, public ::testing::WithParamInterface<NestedCall> {};
@@ -49,7 +63,12 @@ TEST_P(NestedCallTest, CallFromInsideACallbackNeverStallsTheService) {
     const NestedCall& c = GetParam();
     RemoteCallback client = MakeRemoteCallback();
     ASSERT_EQ(Register(client), 1);
-    c.before(*mService, client);
+    if (c.setUp == 0) {
+        OpenCamera();
+        ASSERT_TRUE(client.fake->waitForSensorEvents(1, kTimeout));
+    }
+    const char* const setUp[] = {"subscribeSensor", "startService"};
+    for (int step = 0; step < c.setUp; ++step) ASSERT_THAT(Call(*mService, setUp[step]), IsOk());
     // Answers the first state after those received so far (a camera worker may still be on its
     // way out of the callback that delivered the last of them).
     const size_t received = client.fake->sensorEventCount();
@@ -57,12 +76,15 @@ TEST_P(NestedCallTest, CallFromInsideACallbackNeverStallsTheService) {
     std::promise<Status> answered;
     client.fake->setSensorEventReaction([&](int64_t, const AONSensorStateInfo&) {
         if (client.fake->sensorEventCount() > received && armed.exchange(false)) {
-            answered.set_value(c.nested(*mService));
+            answered.set_value(Call(*mService, c.nested));
         }
     });
     mLog.clear();
 
-    auto outer = std::async(std::launch::async, [&] { return c.outer(*mService, client); });
+    auto outer = std::async(std::launch::async, [&] {
+        return Call(*mService, c.outer,
+                    std::string(c.outer) == "registerClient" ? client.proxy : nullptr);
+    });
     if (outer.wait_for(kTimeout) != std::future_status::ready) {
         ADD_FAILURE() << "the service is stuck in its own lock";
         std::fflush(stdout);
@@ -74,14 +96,14 @@ TEST_P(NestedCallTest, CallFromInsideACallbackNeverStallsTheService) {
         client.fake->setSensorEventReaction(nullptr);
         FAIL() << "the client was not called";
     }
-    if (c.refusedMethod != nullptr) {
+    if (c.refused) {
         EXPECT_THAT(nested.get(),
                     ServiceSpecificErrorIs(
                             1,
                             "nested call refused: do not call IAONService from inside its "
                             "callbacks"));
         EXPECT_TRUE(HasLine(ANDROID_LOG_ERROR,
-                            std::string("nested call ") + c.refusedMethod +
+                            std::string("nested call ") + c.nested +
                                     " refused: a client called the service from inside a "
                                     "callback the service is making to it"));
     } else {
@@ -95,67 +117,30 @@ INSTANTIATE_TEST_SUITE_P(
         Paths, NestedCallTest,
         ::testing::Values(
                 NestedCall{{"RegisterAgainWithARememberedState"},
-                           [](AONService&, const RemoteCallback& client) {
-                               OpenCamera();
-                               ASSERT_TRUE(client.fake->waitForSensorEvents(1, kTimeout));
-                           },
-                           [](AONService& service, const RemoteCallback& client) {
-                               int64_t handle = 0;
-                               return service.registerClient(client.proxy, kAllTypes, &handle);
-                           },
-                           [](AONService& service) { return service.unregisterClient(1); },
+                           0,
+                           "registerClient",
                            "unregisterClient",
+                           true,
                            {{0, 2}, {0, 2}}},
-                NestedCall{{"Start"},
-                           [](AONService& service, const RemoteCallback&) {
-                               ASSERT_THAT(service.subscribeSensor(1, Config(0, 640, 480, 30, 0x3)),
-                                           IsOk());
-                           },
-                           [](AONService& service, const RemoteCallback&) {
-                               return service.startService(1, 0x3);
-                           },
-                           [](AONService& service) { return service.stopService(1, 0x3); },
-                           "stopService",
-                           {{0, 1}}},
-                NestedCall{{"Stop"},
-                           SubscribeAndStart,
-                           [](AONService& service, const RemoteCallback&) {
-                               return service.stopService(1, 0x3);
-                           },
-                           [](AONService& service) { return service.unsubscribeSensor(1); },
-                           "unsubscribeSensor",
-                           {{0, 1}, {0, 0}}},
+                NestedCall{{"Start"}, 1, "startService", "stopService", true, {{0, 1}}},
+                NestedCall{{"Stop"}, 2, "stopService", "unsubscribeSensor", true, {{0, 1}, {0, 0}}},
                 NestedCall{{"UnsubscribeWhileStarted"},
-                           SubscribeAndStart,
-                           [](AONService& service, const RemoteCallback&) {
-                               return service.unsubscribeSensor(1);
-                           },
-                           [](AONService& service) {
-                               std::vector<AONService::AONSensorInfo> sensors;
-                               return service.getAonSensorInfoList(&sensors);
-                           },
+                           2,
+                           "unsubscribeSensor",
                            "getAonSensorInfoList",
+                           true,
                            {{0, 1}, {0, 0}}},
                 NestedCall{{"ReplacedByANewClient"},
-                           SubscribeAndStart,
-                           [](AONService& service, const RemoteCallback&) {
-                               int64_t handle = 0;
-                               return service.registerClient(
-                                       MakeRemoteCallback(kClientPid + 1).proxy, 1, &handle);
-                           },
-                           [](AONService& service) {
-                               return service.subscribeSensor(1, Config(0, 640, 480, 30, 0x1));
-                           },
+                           2,
+                           "replaceClient",
                            "subscribeSensor",
+                           true,
                            {{0, 1}, {0, 0}}},
                 NestedCall{{"CameraWorkerIsServed"},
-                           SubscribeAndStart,
-                           [](AONService&, const RemoteCallback&) {
-                               OpenCamera();
-                               return Status::ok();
-                           },
-                           [](AONService& service) { return service.stopService(1, 0x3); },
-                           nullptr,
+                           2,
+                           "openCamera",
+                           "stopService",
+                           false,
                            {{0, 1}, {0, 2}}}),
         CaseName());
 

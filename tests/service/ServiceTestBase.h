@@ -80,6 +80,16 @@ class ServiceTest : public ::testing::Test {
     bool HasLine(int priority, const std::string& text) const {
         return mLog.hasLine(priority, "AONService", text);
     }
+    // The service's and the registry's WARN and ERROR lines: a course that goes well writes none.
+    std::vector<LogLine> Complaints() const {
+        std::vector<LogLine> lines;
+        for (const char* className : {"AONService", "RemoteCallbackManager"}) {
+            for (LogLine& line : mLog.linesOf(className)) {
+                if (line.priority >= ANDROID_LOG_WARN) lines.push_back(std::move(line));
+            }
+        }
+        return lines;
+    }
 
     static host::FakeAovStream& ScriptedStream() {
         using host::MakeSensorInfo;

@@ -37,12 +37,10 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -52,7 +50,6 @@
 #include <thread>
 #include <vector>
 
-#include "callback/IRemoteCallbackManagerListener.h"
 #include "callback/RemoteCallbackManager.h"
 #include "host/EventBuilder.h"
 #include "host/FakeAovStream.h"
@@ -63,6 +60,7 @@
 #include "service/AONService.h"
 #include "tests/soak/Watchdog.h"
 #include "tests/support/FakeServiceCallback.h"
+#include "tests/support/ServiceCalls.h"
 
 namespace aon_test {
 namespace {
@@ -70,31 +68,13 @@ namespace {
 using ::aidl::vendor::tarvo::hardware::camera::aon::SensorConfigInfo;
 using host::AovCall;
 using Tag = ::aidl::vendor::tarvo::hardware::camera::aon::AONResultValue::Tag;
-using Clock = std::chrono::steady_clock;
 using Count = std::atomic<unsigned long long>;
-using tarvo::aon::AONManager;
 using tarvo::aon::AONService;
-using tarvo::aon::IRemoteCallbackManagerListener;
-using tarvo::aon::RemoteCallbackManager;
 using Status = ::ndk::ScopedAStatus;
 
 constexpr int kCameraOnStreamSensor = 10;  // sensor 0, the one the clients subscribe
 constexpr int kCameraOnOtherSensor = 11;   // sensor 1
-constexpr int kBinderThreads = 2;
-constexpr char kNestedCallRefused[] =
-        "nested call refused: do not call IAONService from inside its callbacks";
-
-// How many service calls the calling thread is inside: a binder thread's own calls and a death
-// notification passed on to the service. A client's call from a callback delivered while it is
-// not 0 is nested.
-thread_local int tServiceCalls = 0;
-
-struct InService {
-    InService() { ++tServiceCalls; }
-    ~InService() { --tServiceCalls; }
-    InService(const InService&) = delete;
-    InService& operator=(const InService&) = delete;
-};
+const SensorConfigInfo kStreamConfig{0, 640, 480, 30, 0, 0, 0xF, 1};
 
 double SecondsFromEnv(const char* name, double fallback) {
     const char* value = std::getenv(name);
@@ -102,10 +82,8 @@ double SecondsFromEnv(const char* name, double fallback) {
     return seconds > 0 ? seconds : fallback;
 }
 
-// The log's lines are counted, not kept (the soak writes hundreds of thousands of them): all, the
-// errors, and those that tell of a dropped frame.
+// The log's lines are counted, not kept (the soak writes hundreds of thousands of them).
 Count gLogLines{0};
-Count gLogErrors{0};
 Count gManagerDrops{0};   // "onCallback can not get lock"
 Count gRegistryDrops{0};  // "OnAONEvent try_lock failed"
 Count gRefused{0};        // events larger than a client's binder buffer, refused by the transport
@@ -122,43 +100,28 @@ void CountRefusals(const host::TransactionRecord& record) {
 
 // Relaxed: the logger must not order the threads that log, or ThreadSanitizer would miss races.
 void CountingLogger(const struct __android_log_message* line) {
-    const auto bump = [](Count& count) { count.fetch_add(1, std::memory_order_relaxed); };
-    bump(gLogLines);
-    if (line->priority >= ANDROID_LOG_ERROR) bump(gLogErrors);
-    const char* message = line->message;
-    if (message == nullptr) return;
-    if (std::strstr(message, "onCallback can not get lock") != nullptr) {
-        bump(gManagerDrops);
-    } else if (std::strstr(message, "OnAONEvent try_lock failed") != nullptr) {
-        bump(gRegistryDrops);
+    gLogLines.fetch_add(1, std::memory_order_relaxed);
+    if (line->message == nullptr) return;
+    if (std::strstr(line->message, "onCallback can not get lock") != nullptr) {
+        gManagerDrops.fetch_add(1, std::memory_order_relaxed);
+    } else if (std::strstr(line->message, "OnAONEvent try_lock failed") != nullptr) {
+        gRegistryDrops.fetch_add(1, std::memory_order_relaxed);
     }
-}
-
-SensorConfigInfo StreamConfig() {
-    SensorConfigInfo config;
-    config.sensorId = 0;
-    config.frameWidth = 640;
-    config.frameHeight = 480;
-    config.fps = 30;
-    config.serviceType = 0xF;
-    config.deliveryMode = 1;
-    return config;
 }
 
 // Everything the threads share, and the figures they add up.
 struct Soak {
     host::FakeAovStream& stream = host::FakeAovStream::Get();
-    std::shared_ptr<AONManager> manager = AONManager::GetSingleton();
+    std::shared_ptr<tarvo::aon::AONManager> manager = tarvo::aon::AONManager::GetSingleton();
     std::shared_ptr<AONService> service = ::ndk::SharedRefBase::make<AONService>();
     std::atomic<bool> stop{false};
     std::mutex stopLock;
     std::condition_variable stopRequested;
 
-    Count framesOffered{0};
     Count framesTaken{0};  // the stream was running and called the manager
     Count framesReceived{0};
-    Count malformed{0};
-    Count tooLarge{0};  // events with the large image that reached a client
+    Count malformed{0};  // events whose results do not end with keys 0, 1, 2
+    Count tooLarge{0};   // events with the large image that reached a client
     Count sessions{0};
     Count deaths{0};
     Count cameraCycles{0};
@@ -185,20 +148,18 @@ struct Soak {
 
 // Deaths reach the service through this listener, which can let a binder thread's next client
 // register inside the death notification of its last one, before the service hears of it.
-class DeathListener final : public IRemoteCallbackManagerListener {
+class DeathListener final : public tarvo::aon::IRemoteCallbackManagerListener {
   public:
     explicit DeathListener(AONService& service) : mService(service) {}
 
-    // Runs `first` inside the death notification of `binder`, if it comes.
+    // Runs `first` inside the death notification of `binder`, if it comes; null forgets it.
     void RegisterFirst(const AIBinder* binder, std::function<void()> first) {
         std::lock_guard<std::mutex> guard(mLock);
-        mFirst[binder] = std::move(first);
+        if (first)
+            mFirst[binder] = std::move(first);
+        else
+            mFirst.erase(binder);
     }
-    void Forget(const AIBinder* binder) {
-        std::lock_guard<std::mutex> guard(mLock);
-        mFirst.erase(binder);
-    }
-
     void OnRemoteCallbackDied(long handle,
                               const std::shared_ptr<IAONServiceCallBack>& callback) override {
         std::function<void()> first;
@@ -229,19 +190,6 @@ host::AovCallRecord TakeLastCall(host::FakeAovStream& stream) {
     return calls.empty() ? host::AovCallRecord{} : calls.back();
 }
 
-void WatchTheStreamSensor(Soak& soak) {
-    soak.stream.SetHook(AovCall::kInit, [&soak] {
-        if (TakeLastCall(soak.stream).param.sensorId == 0 && soak.cameraHoldsStreamSensor) {
-            ++soak.initsOnHeldSensor;
-        }
-    });
-    soak.stream.SetHook(AovCall::kNotifySensorState, [&soak] {
-        const host::AovCallRecord notice = TakeLastCall(soak.stream);
-        if (notice.sensorIds == std::vector<int32_t>{0})
-            soak.lastStreamSensorNotice = notice.opened;
-    });
-}
-
 // A client's answer to a sensor state: a binder call, which must be refused exactly when the
 // delivering thread is inside a service call.
 void CallBack(Soak& soak, int64_t handle, unsigned method) {
@@ -251,86 +199,91 @@ void CallBack(Soak& soak, int64_t handle, unsigned method) {
     const Status status = method == 0   ? soak.service->stopService(handle, 0xF)
                           : method == 1 ? soak.service->unsubscribeSensor(handle)
                                         : soak.service->getAonSensorInfoList(&sensors);
-    const bool refused = !status.isOk() && status.getServiceSpecificError() == 1 &&
-                         std::strcmp(status.getMessage(), kNestedCallRefused) == 0;
+    const bool refused = IsNestedCallRefusal(status);
     if (refused != nested) ++soak.nestedMisjudged;
     ++(refused ? soak.nestedRefused : soak.nestedServed);
 }
 
 void VendorThread(Soak& soak, std::atomic<uint64_t>& progress) {
-    host::EventBuilder small;
-    host::EventBuilder large;
-    small.fullApuOutputSize().serviceType(0xF).imagePattern(host::ImageBlock::kDebugImage, 64, 48,
-                                                            1);
-    large.fullApuOutputSize().serviceType(0xF).imagePattern(host::ImageBlock::kDebugImage, 1280,
-                                                            720, 1);
-    for (uint32_t frameId = 1; !soak.stop; ++frameId) {
-        host::EventBuilder& frame = frameId % 16 == 0 ? large : small;
-        frame.frame(frameId, 640, 480);
-        ++soak.framesOffered;
-        if (soak.stream.DeliverEvent(frame.event())) {
+    host::EventBuilder frames[2];  // a small image and one too large for a client's buffer
+    frames[0].fullApuOutputSize().serviceType(0xF).imagePattern(host::ImageBlock::kDebugImage, 64,
+                                                                48, 1);
+    frames[1].fullApuOutputSize().serviceType(0xF).imagePattern(host::ImageBlock::kDebugImage, 1280,
+                                                                720, 1);
+    for (uint32_t frameId = 1; !soak.stop; ++frameId, ++progress) {
+        host::EventBuilder& frame = frames[frameId % 16 == 0 ? 1 : 0];
+        if (soak.stream.DeliverEvent(frame.frame(frameId, 640, 480).event())) {
             ++soak.framesTaken;
         } else {
             std::this_thread::yield();  // no stream runs: leave the processor to the others
         }
-        ++progress;
+    }
+}
+
+// Adds up a finished client's events: received, malformed, too large.
+void CountEvents(Soak& soak, const FakeServiceCallback& client) {
+    for (const auto& event : client.events()) {
+        const auto& results = event.info.results;
+        const size_t n = results.size();
+        ++soak.framesReceived;
+        if (n < 3 || results[n - 3].key != 0 || results[n - 2].key != 1 ||
+            results[n - 1].key != 2) {
+            ++soak.malformed;
+        }
+        soak.tooLarge += std::count_if(results.begin(), results.end(), [](const auto& result) {
+            return result.key == 701 && result.value.getTag() == Tag::intValue &&
+                   result.value.template get<Tag::intValue>() == 720;
+        });
     }
 }
 
 // One client's session after another: register, subscribe, start, let frames arrive, then either
-// wind down in order or die at some point of it. Each event must end with keys 0, 1, 2. Every third
-// client answers each sensor state with a binder call; every other death lets the thread's next
-// client register inside the death notification, and that client's session starts subscribed.
+// wind down in order or die at some point of it. Every third client answers each sensor state with
+// a binder call; every other death lets the thread's next client register inside the death
+// notification, and that client's session starts registered.
 void BinderThread(Soak& soak, DeathListener& listener, std::atomic<uint64_t>& progress,
                   unsigned seed) {
     std::mt19937 random(seed);
     const int32_t kMasks[] = {0x1, 0x3, 0xF};
     std::optional<RemoteCallback> registeredInTheWindow;
     while (!soak.stop) {
-        ++progress;
         const bool preRegistered = registeredInTheWindow.has_value();
         const RemoteCallback client =
                 preRegistered ? *registeredInTheWindow : MakeRemoteCallback(soak.nextPid++);
         registeredInTheWindow.reset();
         if (random() % 3 == 0) {
-            const unsigned method = random() % 3;
             client.fake->setSensorEventReaction(
-                    [&soak, method](int64_t handle, const AONSensorStateInfo&) {
+                    [&soak, method = random() % 3](int64_t handle, const AONSensorStateInfo&) {
                         CallBack(soak, handle, method);
                     });
         }
         int64_t handle = preRegistered ? 1 : 0;
-        const std::function<void()> steps[] = {
-                [&] {
-                    const InService inService;
-                    if (!preRegistered)
-                        (void)soak.service->registerClient(client.proxy, 0xF, &handle);
-                },
-                [&] {
-                    const InService inService;
-                    const Status status = soak.service->subscribeSensor(handle, StreamConfig());
-                    if (status.getServiceSpecificError() == 2) ++soak.registrationsLost;
-                },
-                [&] {
-                    {
-                        const InService inService;
-                        (void)soak.service->startService(handle, kMasks[random() % 3]);
-                    }
-                    // Let frames arrive (the other client or the camera may stop the stream).
-                    (void)client.fake->waitForEvents(3, std::chrono::milliseconds(50));
-                },
-                [&] {
-                    const bool pingFails = random() % 4 == 0;
-                    if (pingFails) host::SetPingStatus(client.binder.get(), STATUS_DEAD_OBJECT);
-                    const InService inService;
-                    (void)soak.service->stopService(handle, 0xF);
-                    (void)soak.service->unsubscribeSensor(handle);
-                    (void)soak.service->unregisterClient(handle);
-                }};
-        const size_t dieAt = random() % 8;  // 0 to 3: dies before that step
-        size_t at = 0;
-        for (; at < std::size(steps) && at != dieAt; ++at, ++progress) steps[at]();
-        if (at == dieAt) {
+        const unsigned dieAt = random() % 8;  // 0 to 3: dies before that step
+        unsigned step = 0;
+        bool dies = false;
+        const auto next = [&] { return ++progress, !(dies = dies || step++ == dieAt); };
+        {
+            const InService inService;
+            if (next() && !preRegistered)
+                (void)soak.service->registerClient(client.proxy, 0xF, &handle);
+            if (next() &&
+                soak.service->subscribeSensor(handle, kStreamConfig).getServiceSpecificError() ==
+                        2) {
+                ++soak.registrationsLost;
+            }
+            if (next()) {
+                (void)soak.service->startService(handle, kMasks[random() % 3]);
+                // Let frames arrive (the other client or the camera may stop the stream).
+                (void)client.fake->waitForEvents(3, std::chrono::milliseconds(50));
+            }
+            if (next()) {
+                if (random() % 4 == 0) host::SetPingStatus(client.binder.get(), STATUS_DEAD_OBJECT);
+                (void)soak.service->stopService(handle, 0xF);
+                (void)soak.service->unsubscribeSensor(handle);
+                (void)soak.service->unregisterClient(handle);
+            }
+        }
+        if (dies) {
             ++soak.deaths;
             if (random() % 2 == 0) {
                 // The next client registers once the registry has forgotten this one.
@@ -345,23 +298,10 @@ void BinderThread(Soak& soak, DeathListener& listener, std::atomic<uint64_t>& pr
                 });
             }
         }
-        host::KillProcess(client.pid);         // it dies, or its process ends after its session
-        listener.Forget(client.binder.get());  // no notification came: it was not registered
+        host::KillProcess(client.pid);  // it dies, or its process ends after its session
+        listener.RegisterFirst(client.binder.get(), nullptr);  // no notification came
         client.fake->setSensorEventReaction(nullptr);
-        const auto events = client.fake->events();
-        soak.framesReceived += events.size();
-        soak.malformed += std::count_if(events.begin(), events.end(), [](const auto& event) {
-            const auto& results = event.info.results;
-            return results.size() < 3 || results[results.size() - 3].key != 0 ||
-                   results[results.size() - 2].key != 1 || results.back().key != 2;
-        });
-        soak.tooLarge += std::count_if(events.begin(), events.end(), [](const auto& event) {
-            const auto& results = event.info.results;
-            return std::any_of(results.begin(), results.end(), [](const auto& result) {
-                return result.key == 701 && result.value.getTag() == Tag::intValue &&
-                       result.value.template get<Tag::intValue>() == 720;
-            });
-        });
+        CountEvents(soak, *client.fake);
         ++soak.sessions;
     }
     // A client registered in the last death's window has no session left: it ends here.
@@ -382,10 +322,9 @@ void CameraThread(Soak& soak, std::atomic<uint64_t>& progress) {
         }
         soak.manager->NotifyClose(device);
     };
-    for (unsigned cycle = 1; !soak.stop; ++cycle) {
+    for (unsigned cycle = 1; !soak.stop; ++cycle, ++soak.cameraCycles, ++progress) {
         const int device = cycle % 3 == 0 ? kCameraOnOtherSensor : kCameraOnStreamSensor;
         open(device);
-        ++progress;
         soak.Pause(std::chrono::milliseconds(5));
         if (cycle % 2 == 0) {
             for (unsigned reopen = 0; reopen <= cycle % 3; ++reopen) {
@@ -393,12 +332,9 @@ void CameraThread(Soak& soak, std::atomic<uint64_t>& progress) {
                 open(device);
             }
             ++soak.reopenBursts;
-            ++progress;
             soak.Pause(std::chrono::milliseconds(5));
         }
         close(device);
-        ++progress;
-        ++soak.cameraCycles;
         soak.Pause(std::chrono::milliseconds(20));
     }
 }
@@ -417,19 +353,26 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
 
     Soak soak;
     DeathListener listener(*soak.service);
-    RemoteCallbackManager::GetSingleton()->SetListener(&listener);
-    WatchTheStreamSensor(soak);
+    tarvo::aon::RemoteCallbackManager::GetSingleton()->SetListener(&listener);
+    soak.stream.SetHook(AovCall::kInit, [&soak] {
+        if (TakeLastCall(soak.stream).param.sensorId == 0 && soak.cameraHoldsStreamSensor) {
+            ++soak.initsOnHeldSensor;
+        }
+    });
+    soak.stream.SetHook(AovCall::kNotifySensorState, [&soak] {
+        const host::AovCallRecord notice = TakeLastCall(soak.stream);
+        if (notice.sensorIds == std::vector<int32_t>{0})
+            soak.lastStreamSensorNotice = notice.opened;
+    });
     {
         Watchdog watchdog(std::chrono::milliseconds(static_cast<int64_t>(stallSeconds * 1000)));
         std::vector<std::thread> threads;
         threads.emplace_back(VendorThread, std::ref(soak), std::ref(watchdog.Watch("vendor")));
-        for (int i = 0; i < kBinderThreads; ++i) {
+        for (unsigned i = 0; i < 2; ++i) {
             threads.emplace_back(BinderThread, std::ref(soak), std::ref(listener),
                                  std::ref(watchdog.Watch("binder " + std::to_string(i))), 17 + i);
         }
         threads.emplace_back(CameraThread, std::ref(soak), std::ref(watchdog.Watch("camera")));
-
-        const auto start = Clock::now();
         soak.Pause(std::chrono::milliseconds(static_cast<int64_t>(seconds * 1000)));
         {
             std::lock_guard<std::mutex> guard(soak.stopLock);
@@ -437,50 +380,41 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
         }
         soak.stopRequested.notify_all();
         for (std::thread& thread : threads) thread.join();
-        const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
-
-        const unsigned long long taken = soak.framesTaken, received = soak.framesReceived;
-        const unsigned long long managerDrops = gManagerDrops, registryDrops = gRegistryDrops;
-        const unsigned long long refused = gRefused;
-        std::printf(
-                "soak: %.1f s, %llu frames offered, %llu taken by the stream (%.0f/s), %llu "
-                "received by clients (%.0f/s), %llu dropped by the manager (\"onCallback can "
-                "not get lock\"), %llu dropped by the registry (\"OnAONEvent try_lock "
-                "failed\"), %llu refused by the transport (larger than the client's binder "
-                "buffer); %llu client sessions, %llu deaths (%llu followed at once by a "
-                "registration), %llu camera open/close cycles (%llu with a reopen burst), %llu "
-                "calls from callbacks (%llu refused as nested, %llu served), %llu log lines (%llu "
-                "errors)\n",
-                elapsed, soak.framesOffered.load(), taken, taken / elapsed, received,
-                received / elapsed, managerDrops, registryDrops, refused, soak.sessions.load(),
-                soak.deaths.load(), soak.deathsThenRegistration.load(), soak.cameraCycles.load(),
-                soak.reopenBursts.load(), soak.nestedRefused + soak.nestedServed,
-                soak.nestedRefused.load(), soak.nestedServed.load(), gLogLines.load(),
-                gLogErrors.load());
-        std::fflush(stdout);
-
-        // A frame reaches at most the one registered client, or is dropped or refused on the
-        // way, once; a refused one never reaches it.
-        EXPECT_LE(received + managerDrops + registryDrops + refused, taken);
-        EXPECT_EQ(gWrongRefusals.load(), 0u) << "the transport refused what fits a buffer";
-        EXPECT_EQ(soak.tooLarge.load(), 0u) << "an event larger than the buffer reached a client";
-        EXPECT_EQ(soak.malformed.load(), 0u) << "events whose results do not end with 0, 1, 2";
-        EXPECT_GT(received, 0u) << "no frame reached a client: the soak exercised nothing";
-        EXPECT_GT(soak.sessions.load(), 0u);
-        EXPECT_GT(soak.cameraCycles.load(), 0u);
-        // The interleavings happened, and none broke what it once broke.
-        EXPECT_GT(soak.reopenBursts.load(), 0u);
-        EXPECT_GT(soak.deathsThenRegistration.load(), 0u);
-        EXPECT_GT(soak.nestedRefused.load(), 0u);
-        EXPECT_EQ(soak.initsOnHeldSensor.load(), 0u)
-                << "the stream started on the sensor of a camera device that was reopened";
-        EXPECT_EQ(soak.vendorHeardClosedLast.load(), 0u)
-                << "the vendor heard \"closed\" last for a device the camera holds";
-        EXPECT_EQ(soak.registrationsLost.load(), 0u)
-                << "a late death notification withdrew the next client's registration";
-        EXPECT_EQ(soak.nestedMisjudged.load(), 0u)
-                << "a call from a callback was refused outside a service call, or served inside";
     }
+    const unsigned long long taken = soak.framesTaken, received = soak.framesReceived;
+    std::printf(
+            "soak: %.1f s, %llu frames taken by the stream, %llu received by clients, %llu "
+            "dropped by the manager (\"onCallback can not get lock\"), %llu dropped by the "
+            "registry (\"OnAONEvent try_lock failed\"), %llu refused by the transport (larger "
+            "than the client's binder buffer); %llu client sessions, %llu deaths (%llu followed "
+            "at once by a registration), %llu camera open/close cycles (%llu with a reopen "
+            "burst), %llu calls from callbacks refused as nested, %llu served; %llu log lines\n",
+            seconds, taken, received, gManagerDrops.load(), gRegistryDrops.load(), gRefused.load(),
+            soak.sessions.load(), soak.deaths.load(), soak.deathsThenRegistration.load(),
+            soak.cameraCycles.load(), soak.reopenBursts.load(), soak.nestedRefused.load(),
+            soak.nestedServed.load(), gLogLines.load());
+    std::fflush(stdout);
+
+    // A frame reaches at most the one registered client, or is dropped or refused on the way,
+    // once; a refused one never reaches it.
+    EXPECT_LE(received + gManagerDrops + gRegistryDrops + gRefused, taken);
+    EXPECT_EQ(gWrongRefusals.load(), 0u) << "the transport refused what fits a buffer";
+    EXPECT_EQ(soak.tooLarge.load(), 0u) << "an event larger than the buffer reached a client";
+    EXPECT_EQ(soak.malformed.load(), 0u) << "events whose results do not end with 0, 1, 2";
+    // Frames flowed, and the interleavings happened without breaking what they once broke.
+    for (const Count* happened :
+         {&soak.framesReceived, &soak.sessions, &soak.cameraCycles, &soak.reopenBursts,
+          &soak.deathsThenRegistration, &soak.nestedRefused}) {
+        EXPECT_GT(happened->load(), 0u) << "the soak did not exercise what it is for";
+    }
+    EXPECT_EQ(soak.initsOnHeldSensor.load(), 0u)
+            << "the stream started on the sensor of a camera device that was reopened";
+    EXPECT_EQ(soak.vendorHeardClosedLast.load(), 0u)
+            << "the vendor heard \"closed\" last for a device the camera holds";
+    EXPECT_EQ(soak.registrationsLost.load(), 0u)
+            << "a late death notification withdrew the next client's registration";
+    EXPECT_EQ(soak.nestedMisjudged.load(), 0u)
+            << "a call from a callback was refused outside a service call, or served inside";
 
     // Winding down: the camera's devices are closed (a close waits for the previous worker; the
     // last one, for a device never opened, reports nothing) and the stream is stopped.
@@ -491,7 +425,7 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
     EXPECT_EQ(soak.manager->GetServiceTypeStarted(), 0);
     EXPECT_TRUE(soak.stream.ContractViolations().empty())
             << soak.stream.ContractViolations().front();
-    EXPECT_FALSE(RemoteCallbackManager::GetSingleton()->CheckClientHandleRegistered(1))
+    EXPECT_FALSE(tarvo::aon::RemoteCallbackManager::GetSingleton()->CheckClientHandleRegistered(1))
             << "a client outlived its process";
     soak.stream.SetHook(AovCall::kInit, nullptr);
     soak.stream.SetHook(AovCall::kNotifySensorState, nullptr);

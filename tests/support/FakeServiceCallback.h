@@ -36,6 +36,11 @@ class FakeServiceCallback final
     using Event = Call<AONCallBackInfo>;
     using SensorEvent = Call<AONSensorStateInfo>;
 
+    ~FakeServiceCallback() override {
+        if (onDestroyed) onDestroyed();
+    }
+    std::function<void()> onDestroyed;  // set before the fake is shared
+
     ::ndk::ScopedAStatus onAONEvent(int64_t handle, const AONCallBackInfo& info) override {
         return Record(&FakeServiceCallback::mEvents, Event{handle, info, std::this_thread::get_id()});
     }

@@ -1,7 +1,7 @@
 // The host binder's transactions as a device's binder makes them: every proxy call and its reply
 // sized as their parcels, each process's buffer shared by the transactions in flight to it and
 // refusing what does not fit, replies charged to the caller, calls into a process that waits on
-// the thread's stack recognised as nested, and fromBinder giving the local object or a proxy.
+// the thread's stack recognised as nested.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -290,27 +290,6 @@ TEST(NestedTransactionTest, OnlyACallIntoAProcessWaitingOnTheStackIsNested) {
     EXPECT_TRUE(host::CurrentTransactions().empty());
     EXPECT_TRUE(host::TransactionsInFlight().empty());
     EXPECT_EQ(other.fake->sensorEventCount(), 1u);
-}
-
-TEST(AidlInterfaceTest, FromBinderGivesTheLocalObjectOrAProxyThatFailsOnceItsProcessDies) {
-    auto fake = ndk::SharedRefBase::make<FakeServiceCallback>();
-    ndk::SpAIBinder binder = fake->asBinder();
-    EXPECT_EQ(fake, IAONServiceCallBack::fromBinder(binder));
-    EXPECT_EQ(nullptr, IAONService::fromBinder(binder));  // another interface
-    EXPECT_FALSE(fake->isRemote());
-
-    host::SetBinderProcess(binder.get(), kClientPid);
-    const std::shared_ptr<IAONServiceCallBack> proxy = IAONServiceCallBack::fromBinder(binder);
-    ASSERT_NE(std::static_pointer_cast<IAONServiceCallBack>(fake), proxy);
-    EXPECT_TRUE(proxy->isRemote());
-    EXPECT_EQ(binder.get(), proxy->asBinder().get());
-    ASSERT_THAT(proxy->onAONSensorEvent(1, {}), IsOk());
-    EXPECT_EQ(std::this_thread::get_id(), fake->sensorEvents().at(0).thread);
-    host::KillProcess(kClientPid);
-    EXPECT_EQ(STATUS_DEAD_OBJECT, proxy->onAONEvent(1, {}).getStatus());
-    EXPECT_EQ(STATUS_DEAD_OBJECT, proxy->onAONSensorEvent(1, {}).getStatus());
-    EXPECT_EQ(0u, fake->eventCount());
-    EXPECT_EQ(1u, fake->sensorEventCount());
 }
 
 }  // namespace

@@ -14,7 +14,6 @@ namespace {
 
 using namespace tarvo::aon;
 using host::EventBuilder;
-using host::FusionItem;
 using host::ImageBlock;
 
 TEST(ResultParsersTest, OutputMustEndStrictlyAfterTheBlockAndRejectionLevelIsPerParser) {
@@ -40,76 +39,12 @@ TEST(ResultParsersTest, OutputMustEndStrictlyAfterTheBlockAndRejectionLevelIsPer
             c.parse(results, builder.event()->apu_output, size);
             const bool accepted = size == c.blockEnd + 1;
             EXPECT_EQ(accepted ? c.lastKey : 0, results.empty() ? 0 : results.back().key) << size;
-            const LogLine rejected = HalLine(
-                    c.rejectPriority,
-                    "AONManagerCallback: output size is small than aod offset and size");
+            const LogLine rejected =
+                    HalLine(c.rejectPriority,
+                            "AONManagerCallback: output size is small than aod offset and size");
             EXPECT_EQ(log.lines(), accepted ? std::vector<LogLine>{} : std::vector{rejected});
         }
     }
-}
-
-TEST(ResultParsersTest, FusionCountIsKeptAsReceivedAndItemsStopAtTheBlock) {
-    std::vector<FusionItem> items(30);
-    for (int i = 0; i < 30; ++i) {
-        items[i].word0 = i == 0 ? 3 : -100 - i;  // integers, converted by value
-        for (int w = 0; w < 19; ++w) items[i].words[w] = i + w / 32.0f;
-    }
-    const struct {
-        uint32_t count;
-        int32_t reported;
-        size_t items;
-    } cases[] = {{0, 0, 0}, {2, 2, 2}, {31, 31, 30}, {1000, 1000, 30}, {0xFFFFFFFF, -1, 30}};
-    EventBuilder builder;
-    for (const auto& c : cases) {
-        builder.fusion(c.count, -12.5f, items);
-        std::vector<AONResult> results;
-        ParseFusionResult(results, builder.event()->apu_output, 202089);
-        ASSERT_EQ(KeysOf(results), (Keys{100, 101, 102, 103})) << c.count;
-        EXPECT_EQ(results[0].value.get<Tag::floatValue>(), -12.5f);
-        EXPECT_EQ(results[1].value.get<Tag::intValue>(), c.reported);
-        EXPECT_EQ(results[2].value.get<Tag::intValue>(), 20);
-        const std::vector<float>& data = results[3].value.get<Tag::floatArray>();
-        ASSERT_EQ(data.size(), 20 * c.items) << c.count;
-        for (size_t i = 0; i < c.items; ++i) {
-            EXPECT_EQ(data[20 * i], static_cast<float>(items[i].word0)) << i;
-            const auto& words = items[i].words;
-            EXPECT_TRUE(std::equal(words.begin(), words.end(), &data[20 * i + 1]));
-        }
-    }
-}
-
-TEST(ResultParsersTest, DetectorBlocksAreCopiedWithTheirGatedLines) {
-    std::array<float, 14> angle{};
-    for (size_t i = 0; i < angle.size(); ++i) angle[i] = 0.5f * i;
-    const std::array<float, 6> gaze = {1, -2, 3.5f, 0, 0, 6};
-    std::array<uint8_t, 128> feature{};
-    for (size_t i = 0; i < feature.size(); ++i) feature[i] = static_cast<uint8_t>(i);
-    feature[0] = 0xFF;
-    EventBuilder builder;
-    builder.faceAngle(angle).gaze(gaze).faceFeature(feature);
-    const uint8_t* output = builder.event()->apu_output;
-    property_set("vendor.debug.cameralog.enable", "true");
-    LogCapture log;
-    std::vector<AONResult> results;
-    ParseFaceAngleResult(results, output, 300000);
-    ParseGazeResult(results, output, 300000);
-    ParseFaceFeatureResult(results, output, 300000);
-
-    ASSERT_EQ(KeysOf(results), (Keys{200, 300, 400}));
-    EXPECT_EQ(results[0].value.get<Tag::floatArray>(),
-              std::vector<float>(angle.begin(), angle.end()));
-    EXPECT_EQ(results[1].value.get<Tag::floatArray>(),
-              std::vector<float>(gaze.begin(), gaze.end()));
-    EXPECT_EQ(results[2].value.get<Tag::byteArray>(),
-              std::vector<uint8_t>(feature.begin(), feature.end()));
-    const auto lines = log.linesOf("AONManagerCallback");
-    ASSERT_EQ(lines.size(), 3u);
-    EXPECT_EQ(lines[1].text, "gaze->data[1.000000,-2.000000,3.500000,0.000000,0.000000,6.000000]");
-    EXPECT_EQ(lines[2], HalLine(ANDROID_LOG_DEBUG, "feature->data[255,1,2,3,4,5,6,7,8,9.....]"));
-
-    property_set("vendor.debug.cameralog.enable", "false");  // read at every line, not kept
-    ParseGazeResult(results, output, 300000);
-    EXPECT_EQ(log.lines().size(), 3u);
 }
 
 // An image that does not fit the record from its block's data start is dropped whole (keys 700 to

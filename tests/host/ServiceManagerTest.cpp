@@ -13,32 +13,22 @@ namespace {
 
 constexpr char kInstance[] = "test.IServiceManagerTest/default";
 
-ndk::SpAIBinder NewBinder() {
+TEST(ServiceManagerTest, WaitForServiceReturnsOnceAddedAndOnlyDeclaredInstancesAreDeclared) {
     static AIBinder_Class* clazz = AIBinder_Class_define(
             "test.IServiceManagerTest", [](void* args) { return args; }, [](void*) {},
             [](AIBinder*, transaction_code_t, const AParcel*, AParcel*) -> binder_status_t {
                 return STATUS_UNKNOWN_TRANSACTION;
             });
-    return ndk::SpAIBinder(AIBinder_new(clazz, nullptr));
-}
-
-TEST(ServiceManagerTest, WaitForServiceReturnsOnceTheServiceIsAdded) {
     EXPECT_EQ(ndk::SpAIBinder(AServiceManager_checkService(kInstance)).get(), nullptr);
     std::future<ndk::SpAIBinder> waiting = std::async(std::launch::async, [] {
         return ndk::SpAIBinder(AServiceManager_waitForService(kInstance));
     });
-    EXPECT_EQ(waiting.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-
-    const ndk::SpAIBinder binder = NewBinder();
+    const ndk::SpAIBinder binder(AIBinder_new(clazz, nullptr));
     ASSERT_EQ(AServiceManager_addService(binder.get(), kInstance), EX_NONE);
     ASSERT_EQ(waiting.wait_for(std::chrono::seconds(10)), std::future_status::ready);
     EXPECT_EQ(waiting.get().get(), binder.get());
     EXPECT_EQ(ndk::SpAIBinder(AServiceManager_checkService(kInstance)).get(), binder.get());
-}
 
-TEST(ServiceManagerTest, OnlyDeclaredInstancesAreDeclared) {
-    const ndk::SpAIBinder binder = NewBinder();
-    ASSERT_EQ(AServiceManager_addService(binder.get(), kInstance), EX_NONE);
     EXPECT_FALSE(AServiceManager_isDeclared(kInstance));  // registered is not declared
     host::DeclareService(kInstance);
     EXPECT_TRUE(AServiceManager_isDeclared(kInstance));

@@ -42,6 +42,14 @@ TEST_F(AONManagerEventTest, EventGoesUnchangedToTheLastRegisteredCallbackOnTheVe
     EXPECT_EQ(2u, mCallback->Calls().size());
     ASSERT_EQ(1u, second->Calls().size());
     EXPECT_EQ(Event(1), second->Calls()[0].event);
+
+    // After an unregistration events are dropped silently.
+    ASSERT_EQ(0, mManager->UnregisterClient());
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "unregister callback success"));
+    mLog.clear();
+    EXPECT_TRUE(mStream.DeliverEvent(Event(0)));
+    EXPECT_TRUE(mLog.linesOf("AONManager").empty());
+    EXPECT_EQ(1u, second->Calls().size());
 }
 
 TEST_F(AONManagerEventTest, EventMeetingHeldLockIsDroppedNotDelayed) {
@@ -70,17 +78,6 @@ TEST_F(AONManagerEventTest, EventMeetingHeldLockIsDroppedNotDelayed) {
     EXPECT_EQ(Event(1), calls[1].event);
     EXPECT_EQ(1u, mLog.count("AONManager: onCallback can not get lock"));
     EXPECT_TRUE(HasLine(ANDROID_LOG_WARN, "onCallback can not get lock"));
-}
-
-TEST_F(AONManagerEventTest, EventAfterUnregisterIsDroppedSilently) {
-    Register();
-    ASSERT_EQ(0, mManager->UnregisterClient());
-    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "unregister callback success"));
-    StartStream();
-    mLog.clear();
-    EXPECT_TRUE(mStream.DeliverEvent(Event(0)));
-    EXPECT_TRUE(mLog.linesOf("AONManager").empty());
-    EXPECT_TRUE(mCallback->Calls().empty());
 }
 
 }  // namespace

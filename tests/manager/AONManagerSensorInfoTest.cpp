@@ -32,11 +32,16 @@ TEST_F(AONManagerSensorInfoTest, VendorIsAskedUntilItAnswersThenTheAnswerIsCache
     mManager->GetAonSensorInfoList(first);
     EXPECT_TRUE(first.empty());
 
-    mStream.SetSensors({{0,
-                         {MakeSensorInfo(640, 480, 7, {30, 15, 30}),
-                          MakeSensorInfo(320, 240, 9, {10})},
-                         0x5, 0},
-                        {2, {MakeSensorInfo(1280, 720, 4, {5})}, 0x3, -1}});
+    mStream.SetSensors(
+            {{0,
+              {MakeSensorInfo(640, 480, 7, {30, 15, 30}), MakeSensorInfo(320, 240, 9, {10})},
+              0x5,
+              0},
+             {2, {MakeSensorInfo(1280, 720, 4, {5})}, 0x3, 0}});
+    // Sensor 2 is gone once it is listed: no sizes, no attribute, and the vendor writes no mode.
+    mStream.SetHook(AovCall::kGetSensorInfo, [&] {
+        mStream.SetSensors({{0, {MakeSensorInfo(640, 480, 7, {30})}, 0x5, 0}});
+    });
     std::vector<AonSensorInfo> second;
     mManager->GetAonSensorInfoList(first);
     mManager->GetAonSensorInfoList(second);
@@ -45,14 +50,15 @@ TEST_F(AONManagerSensorInfoTest, VendorIsAskedUntilItAnswersThenTheAnswerIsCache
     EXPECT_EQ(2u, mStream.CountOf(AovCall::kGetSensorMode));
     EXPECT_EQ(2u, mLog.count("AONManager: Init Aon Sensor Info"));
     // The last entry's attribute; every type offered, also after a failed mode query.
-    EXPECT_EQ("0/0 attr9 types3f 640x480@30,15,30, 320x240@10,; 2/0 attr4 types3f 1280x720@5,; ",
+    EXPECT_EQ("0/0 attr9 types3f 640x480@30,15,30, 320x240@10,; 2/0 attr0 types3f; ",
               Describe(first));
     EXPECT_EQ(Describe(first), Describe(second));
     EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "sensorId:0, sensor info size:2"));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "sensorId:2, sensor info size:0"));
     EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "sensorId=0, support mode=0x5"));
-    EXPECT_TRUE(HasLine(ANDROID_LOG_ERROR,
-                        "fail to getSensorMode, status=-1, sensorId=2, mode=0x3"));
-    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "sensorId=2, support mode=0x3"));
+    EXPECT_TRUE(
+            HasLine(ANDROID_LOG_ERROR, "fail to getSensorMode, status=-1, sensorId=2, mode=0x0"));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "sensorId=2, support mode=0x0"));
 }
 
 // A device without the stream: every operation reports it and none touches it.

@@ -16,10 +16,10 @@ TEST(ExportedSymbolsTest, EntryPointsAreExported) {
     std::string table;  // "<address> <type> <demangled name>" lines
     char line[1024];
     while (fgets(line, sizeof(line), nm.get()) != nullptr) table += line;
-    for (const char* name : {"tarvo::aon::AONManager::GetSingleton()",
-                             "tarvo::aon::AONManager::NotifyOpen(int)",
-                             "tarvo::aon::AONManager::NotifyClose(int)",
-                             "RegisterIAonService"}) {  // unmangled: no "()" when demangled
+    for (const char* name :
+         {"tarvo::aon::AONManager::GetSingleton()", "tarvo::aon::AONManager::NotifyOpen(int)",
+          "tarvo::aon::AONManager::NotifyClose(int)",
+          "RegisterIAonService"}) {  // unmangled: no "()" when demangled
         EXPECT_NE(std::string::npos, table.find(" T " + std::string(name) + "\n"))
                 << name << " is no text symbol of " << AON_LIBRARY_PATH;
     }

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -101,6 +102,15 @@ class ManagerTest : public ::testing::Test {
     }
     bool HasLine(int priority, const std::string& text) const {
         return mLog.hasLine(priority, "AONManager", text);
+    }
+    // The WARN and ERROR lines logged so far.
+    std::vector<LogLine> Warnings() const {
+        std::vector<LogLine> warnings = mLog.lines();
+        warnings.erase(
+                std::remove_if(warnings.begin(), warnings.end(),
+                               [](const LogLine& l) { return l.priority < ANDROID_LOG_WARN; }),
+                warnings.end());
+        return warnings;
     }
 
     LogCapture mLog;

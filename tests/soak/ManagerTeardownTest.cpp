@@ -3,61 +3,29 @@
 // itself; neither could go on. The destructor now waits for the worker without holding mLock.
 //
 // The worker is held where it starts (naming its thread, before it takes mLock): this binary is
-// linked with -Wl,--wrap=prctl, and the wrapper below keeps a thread that names itself
-// "AONManager" until the test lets it go.
+// linked with -Wl,--wrap=prctl, and the wrapper of tests/support/WorkerGate.h keeps a thread that
+// names itself "AONManager" until the test lets it go.
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
 #include <future>
 #include <memory>
-#include <string>
 #include <thread>
 
 #include "manager/AONManager.h"
 #include "tests/support/Gate.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/WorkerGate.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-// Holds threads that name themselves "AONManager" while closed.
-aon_test::Gate gWorkerGate(/*open=*/true);
-
-// The thread's scheduler state from /proc ('S' while it waits).
-char ThreadState(pid_t tid) {
-    std::ifstream stat("/proc/self/task/" + std::to_string(tid) + "/stat");
-    std::string line;
-    std::getline(stat, line);
-    const size_t end = line.rfind(')');
-    return end == std::string::npos || end + 2 >= line.size() ? '?' : line[end + 2];
-}
-
-}  // namespace
-
-extern "C" int __real_prctl(int option, ...);
-
-extern "C" int __wrap_prctl(int option, ...) {
-    std::va_list args;
-    va_start(args, option);
-    unsigned long arg[4];  // prctl's arguments 2 to 5
-    for (unsigned long& value : arg) value = va_arg(args, unsigned long);
-    va_end(args);
-    const char* name = reinterpret_cast<const char*>(arg[0]);
-    if (option == PR_SET_NAME && std::strcmp(name, "AONManager") == 0) gWorkerGate.Pass();
-    return __real_prctl(option, arg[0], arg[1], arg[2], arg[3]);
-}
-
-namespace {
+using aon_test::gWorkerGate;
 
 TEST(ManagerTeardownTest, DestroyingTheManagerWaitsForAWorkerThatHasNotTakenItsLockYet) {
     aon_test::LogCapture log;
@@ -74,12 +42,9 @@ TEST(ManagerTeardownTest, DestroyingTheManagerWaitsForAWorkerThatHasNotTakenItsL
         destroyed.set_value();
     });
     // The destructor is under way and waits for the worker.
-    const auto deadline = std::chrono::steady_clock::now() + 5s;
-    while (log.count("AONManager: aon manager destroy") == 0 || destroyerTid == 0 ||
-           ThreadState(destroyerTid) != 'S') {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "the destructor did not start";
-        std::this_thread::yield();
-    }
+    ASSERT_TRUE(aon_test::WaitUntilAsleep(destroyerTid, [&] {
+        return log.count("AONManager: aon manager destroy") != 0;
+    })) << "the destructor did not start";
 
     gWorkerGate.Open();
     if (destroyed.get_future().wait_for(5s) != std::future_status::ready) {

@@ -85,6 +85,11 @@ TEST_F(ClientRegistrationTest, UnregisterNeedsStopAndUnsubscribeFirst) {
     RemoteCallback client = MakeRemoteCallback();
     ASSERT_EQ(Register(client), 1);
     ASSERT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 30, 0x1)), IsOk());
+    // A stop before any start stops nothing; the number after "client:" is the started mask.
+    EXPECT_THAT(mService->stopService(1, 0x1), IsOk());
+    EXPECT_TRUE(HasLine(ANDROID_LOG_WARN,
+                        "stop service type:1 more than start service type for client:0"));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "stop service actual type:0, left:0 for client:1"));
     ASSERT_THAT(mService->startService(1, 0x1), IsOk());
 
     for (const char* refusal : {"not stop all service type, unregisterClient failed",

@@ -178,7 +178,7 @@ void SimulatedAovStream::RunFrames() {
 
 bool SimulatedAovStream::Produce(const Config& config, uint32_t frameId,
                                  const FrameOverrides& overrides) {
-    SyntheticFrameSpec wanted;
+    SyntheticFrameParams wanted;
     wanted.frameId = frameId;
     wanted.width = overrides.width.value_or(config.width);
     wanted.height = overrides.height.value_or(config.height);

@@ -26,7 +26,7 @@ struct FaceBox {
     int32_t size = 0;
 };
 
-FaceBox FaceOf(const SyntheticFrameSpec& wanted) {
+FaceBox FaceOf(const SyntheticFrameParams& wanted) {
     FaceBox face;
     const int32_t width = static_cast<int32_t>(wanted.width);
     const int32_t height = static_cast<int32_t>(wanted.height);
@@ -38,7 +38,7 @@ FaceBox FaceOf(const SyntheticFrameSpec& wanted) {
 
 // Written row by row from precomputed lines rather than pixel by pixel: a frame costs about a
 // copy of its bytes, so that long simulated runs stay fast.
-void FillImage(EventBuilder& builder, const SyntheticFrameSpec& wanted, uint32_t rows) {
+void FillImage(EventBuilder& builder, const SyntheticFrameParams& wanted, uint32_t rows) {
     const uint32_t width = wanted.width;
     uint8_t* data = builder.imageData(ImageBlock::kImage,
                                       static_cast<size_t>(width) * rows + width * (rows / 2));
@@ -93,7 +93,7 @@ void FillImage(EventBuilder& builder, const SyntheticFrameSpec& wanted, uint32_t
     }
 }
 
-void FillDetectors(EventBuilder& builder, const SyntheticFrameSpec& wanted) {
+void FillDetectors(EventBuilder& builder, const SyntheticFrameParams& wanted) {
     const FaceBox face = FaceOf(wanted);
     const float width = static_cast<float>(std::max(1u, wanted.width));
     const float height = static_cast<float>(std::max(1u, wanted.height));
@@ -139,7 +139,7 @@ void FillDetectors(EventBuilder& builder, const SyntheticFrameSpec& wanted) {
 
 }  // namespace
 
-uint32_t FillSyntheticFrame(EventBuilder& builder, const SyntheticFrameSpec& wanted,
+uint32_t FillSyntheticFrame(EventBuilder& builder, const SyntheticFrameParams& wanted,
                             SyntheticReset reset) {
     if (reset == SyntheticReset::kWritten) {
         builder.resetWritten();

@@ -136,23 +136,23 @@ namespace {
 TEST(SyntheticFrameTest, ARecordClearedWhereItWasWrittenEqualsAFreshOne) {
     EventBuilder reused;
     EventBuilder fresh;
-    const SyntheticFrameSpec specs[] = {
+    const SyntheticFrameParams frames[] = {
             {7, 640, 480, 0xF},  {8, 320, 240, 0x1}, {9, 101, 77, 0x6},
             {10, 640, 480, 0x0}, {11, 0, 0, 0x8},    {12, 33, 2, 0xF},
     };
-    for (const SyntheticFrameSpec& spec : specs) {
-        SCOPED_TRACE("frame " + std::to_string(spec.frameId));
-        FillSyntheticFrame(reused, spec, SyntheticReset::kWritten);
-        FillSyntheticFrame(fresh, spec, SyntheticReset::kWhole);
+    for (const SyntheticFrameParams& wanted : frames) {
+        SCOPED_TRACE("frame " + std::to_string(wanted.frameId));
+        FillSyntheticFrame(reused, wanted, SyntheticReset::kWritten);
+        FillSyntheticFrame(fresh, wanted, SyntheticReset::kWhole);
         ASSERT_EQ(0, memcmp(reused.bytes(), fresh.bytes(), EventBuilder::size()));
         // What a commanded frame adds on top: an apu size, a fusion count, both image patterns.
         const uint32_t count = 40;
         reused.apuOutputSize(12).outputBytes(tarvo::aon::kFusionBlockOffset, &count, 4);
-        reused.imagePattern(ImageBlock::kImage, 64, 48, spec.frameId);
-        reused.imagePattern(ImageBlock::kDebugImage, 1280, 720, spec.frameId);
+        reused.imagePattern(ImageBlock::kImage, 64, 48, wanted.frameId);
+        reused.imagePattern(ImageBlock::kDebugImage, 1280, 720, wanted.frameId);
     }
-    FillSyntheticFrame(reused, specs[0], SyntheticReset::kWritten);
-    FillSyntheticFrame(fresh, specs[0], SyntheticReset::kWhole);
+    FillSyntheticFrame(reused, frames[0], SyntheticReset::kWritten);
+    FillSyntheticFrame(fresh, frames[0], SyntheticReset::kWhole);
     EXPECT_EQ(0, memcmp(reused.bytes(), fresh.bytes(), EventBuilder::size()));
 }
 

@@ -8,7 +8,7 @@
 
 namespace host {
 
-struct SyntheticFrameSpec {
+struct SyntheticFrameParams {
     uint32_t frameId = 0;
     uint32_t width = 0;
     uint32_t height = 0;
@@ -24,7 +24,7 @@ enum class SyntheticReset { kWhole, kWritten };
 // types (fusion items, face angle, gaze, face feature of one face moving across the picture), and
 // a moving NV12 test pattern of width x height in the image block (rows past what the block holds
 // are left out). Returns the image height actually written.
-uint32_t FillSyntheticFrame(EventBuilder& builder, const SyntheticFrameSpec& wanted,
+uint32_t FillSyntheticFrame(EventBuilder& builder, const SyntheticFrameParams& wanted,
                             SyntheticReset reset = SyntheticReset::kWhole);
 
 }  // namespace host

@@ -56,32 +56,18 @@ constexpr std::chrono::milliseconds kStepBound{4000};
     std::_Exit(status);
 }
 
-// Frames are saved into a directory that exists and takes files, or that can be made: checked
-// before anything runs, as every other mistake of the command line.
-bool CheckFrameDirectory(const std::string& path, std::string* error) {
-    struct stat status;
-    if (stat(path.c_str(), &status) != 0) {
-        if (errno == ENOENT && mkdir(path.c_str(), 0755) == 0) return true;
-        *error = "'" + path + "': " + std::strerror(errno);
-        return false;
-    }
-    if (!S_ISDIR(status.st_mode)) {
-        *error = "'" + path + "' is not a directory";
-        return false;
-    }
-    if (access(path.c_str(), W_OK | X_OK) != 0) {
-        *error = "'" + path + "': " + std::strerror(errno);
-        return false;
-    }
-    return true;
-}
-
-// The library writes its dumps into "/data/aon/" as it finds it: the directory must exist and take
-// files, as on a device.
-bool CheckDumpDirectory(const std::string& path, std::string* error) {
+// A directory that exists and takes files, checked before anything runs, as every other mistake
+// of the command line. Frames may go into one that `create` lets this make; the library writes its
+// dumps into "/data/aon/" as it finds it, so a dump directory must already exist, as on a device.
+bool CheckWritableDirectory(const std::string& path, bool create, std::string* error) {
     struct stat status;
     if (path.empty() || stat(path.c_str(), &status) != 0) {
-        *error = "'" + path + "': " + std::strerror(path.empty() ? ENOENT : errno);
+        int cause = path.empty() ? ENOENT : errno;
+        if (create && cause == ENOENT && !path.empty()) {
+            if (mkdir(path.c_str(), 0755) == 0) return true;
+            cause = errno;
+        }
+        *error = "'" + path + "': " + std::strerror(cause);
         return false;
     }
     if (!S_ISDIR(status.st_mode)) {
@@ -202,12 +188,12 @@ int Main(int argc, char** argv) {
         std::fprintf(stderr, "aon-sim: --check needs scenario files\n");
         return kExitMalformed;
     }
-    if (options.dumpDir && !CheckDumpDirectory(*options.dumpDir, &error)) {
+    if (options.dumpDir && !CheckWritableDirectory(*options.dumpDir, false, &error)) {
         std::fprintf(stderr, "aon-sim: --dump-dir %s\n", error.c_str());
         return kExitMalformed;
     }
     if (!options.saveFrames.empty() && !options.check &&
-        !CheckFrameDirectory(options.saveFrames, &error)) {
+        !CheckWritableDirectory(options.saveFrames, true, &error)) {
         std::fprintf(stderr, "aon-sim: --save-frames %s\n", error.c_str());
         return kExitMalformed;
     }

@@ -2,8 +2,8 @@
 // a directory named there (sorted by name), through LLVMFuzzerTestOneInput once. A harness reports
 // a broken invariant by aborting, so the exit status says whether the whole corpus passed. Used by
 // ctest in every build, so that each corpus file, the reproducers of earlier findings included,
-// stays a regression test. An input that runs longer than kStallSeconds (a step that stalls, such
-// as a deadlock) ends the program with a message naming it.
+// stays a regression test. An input that runs longer than 60 s (a step that stalls, such as a
+// deadlock) ends the program with a message naming it.
 #include <signal.h>
 #include <unistd.h>
 
@@ -16,18 +16,6 @@
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
-
-namespace {
-
-constexpr unsigned kStallSeconds = 60;
-
-void OnStall(int) {
-    static const char kMessage[] = "the input above did not finish: a step stalls\n";
-    (void)write(STDERR_FILENO, kMessage, sizeof(kMessage) - 1);
-    _exit(3);
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
     namespace fs = std::filesystem;
@@ -42,23 +30,20 @@ int main(int argc, char** argv) {
         }
     }
     std::sort(inputs.begin(), inputs.end());
-    signal(SIGALRM, OnStall);
-    if (inputs.empty()) {
-        std::fprintf(stderr, "no inputs to replay\n");
-        return 1;
-    }
+    signal(SIGALRM, [](int) {
+        static const char kMessage[] = "the input above did not finish: a step stalls\n";
+        (void)write(STDERR_FILENO, kMessage, sizeof(kMessage) - 1);
+        _exit(3);
+    });
     for (const fs::path& path : inputs) {
         std::ifstream file(path, std::ios::binary);
-        if (!file) {
-            std::fprintf(stderr, "cannot read %s\n", path.c_str());
-            return 1;
-        }
+        if (!file) return std::fprintf(stderr, "cannot read %s\n", path.c_str()), 1;
         const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(file)), {});
         std::fprintf(stderr, "replaying %s (%zu bytes)\n", path.c_str(), bytes.size());
-        alarm(kStallSeconds);
+        alarm(60);
         LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
         alarm(0);
     }
     std::fprintf(stderr, "replayed %zu inputs\n", inputs.size());
-    return 0;
+    return inputs.empty() ? 1 : 0;  // no inputs: a wrong path
 }

@@ -17,9 +17,8 @@
 // ended) the invariants must hold:
 //   - every status is a status (never null), and a call that is not nested is never refused as
 //     nested; a registration with a callback always succeeds with handle 1;
-//   - the vendor stream is initialised whenever the manager runs a stream, and is left
-//     initialised while the manager runs nothing only after a refused uninit or a start with no
-//     types at all; it is never called against its calling order;
+//   - the vendor stream is initialised whenever the manager runs a stream, and is never called
+//     against its calling order; after the session it is released;
 //   - the registry holds a client exactly when the session says one is registered;
 //   - a client that is not registered, or whose death was handled, receives nothing; a frame the
 //     stream delivers reaches the registered client (if it lives and answers pings) exactly once;
@@ -53,7 +52,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -520,26 +518,14 @@ class Session final : public IRemoteCallbackManagerListener {
         }
     }
 
-    // The stream's calls are looked at once, after the step that made them, and then forgotten:
-    // the session keeps only the last init or uninit, which tells in which state the stream was
-    // left.
+    // The stream's calls are looked at once, after the step that made them, and then forgotten.
     void CheckStream() {
         const std::vector<std::string> violations = mWorld.stream.ContractViolations();
         if (!violations.empty()) Fail("stream called out of order: %s", violations[0].c_str());
-        for (const host::AovCallRecord& record : mWorld.stream.Calls()) {
-            if (record.call != AovCall::kInit && record.call != AovCall::kUninit) continue;
-            mLastInitOrUninit = record.call;
-            mLastInitTypes = record.param.serviceType;
-        }
         mWorld.stream.ClearCalls();
         const int32_t started = World::Manager()->GetServiceTypeStarted();
-        const bool initialised = mWorld.stream.IsInitialized();
-        if (started != 0 && !initialised) {
+        if (started != 0 && !mWorld.stream.IsInitialized()) {
             Fail("the manager runs types %d on an uninitialised stream", started);
-        }
-        if (started == 0 && initialised && mLastInitOrUninit != AovCall::kUninit &&
-            !(mLastInitOrUninit == AovCall::kInit && mLastInitTypes == 0)) {
-            Fail("the stream is initialised while the manager runs nothing");
         }
     }
 
@@ -548,8 +534,6 @@ class Session final : public IRemoteCallbackManagerListener {
     std::vector<std::unique_ptr<Client>> mClients;  // every client of the session, dead included
     int mSlots[kClientSlots] = {-1, -1, -1};        // index into mClients of each slot's client
     int mRegistered = -1;                           // index of the client the registry holds
-    std::optional<AovCall> mLastInitOrUninit;       // the session's last of either
-    int32_t mLastInitTypes = 0;                     // the service types of that init
     std::set<int32_t> mCameraHolds;                 // devices open (NotifyOpen has returned)
     // Run inside the next death notification, before the service hears of it.
     std::function<void()> mBeforeDeathReaches;

@@ -3,20 +3,19 @@
 // helper behind them. A step is one of the seven binder methods with arbitrary arguments from one
 // of three clients (each in a simulated process of its own), a client's death, a ping failure, a
 // camera device opening or closing, a vendor failure scripted for init, uninit or
-// notifySensorState, a property change, or a frame from the vendor stream. Three more steps play
-// the interleavings that once broke the service:
+// notifySensorState, a property change, or a frame from the vendor stream. Two more steps play
+// interleavings that once broke the service (the soak plays a third, clients that call the service
+// from inside its callbacks, on real threads):
 //   - a burst: a camera device closed and opened again (one to three times) without waiting for
 //     the manager's workers in between, as a camera app does on a mode switch;
 //   - a death followed at once by a registration: the registered client dies, and the next one
 //     registers (and, as the input says, subscribes and starts) after the registry has forgotten
-//     the dead one but before the service hears of its death;
-//   - a client that calls the service back from inside its callbacks: from then on it answers
-//     its next few sensor states with one of the binder methods.
+//     the dead one but before the service hears of its death.
 //
 // After every step (and after the manager's open/close workers, if the step started any, have
 // ended) the invariants must hold:
-//   - every status is a status (never null), and a call that is not nested is never refused as
-//     nested; a registration with a callback always succeeds with handle 1;
+//   - every status is a status (never null), and no call is refused as nested; a registration
+//     with a callback always succeeds with handle 1;
 //   - the vendor stream is initialised whenever the manager runs a stream, and is never called
 //     against its calling order; after the session it is released;
 //   - the registry holds a client exactly when the session says one is registered;
@@ -25,11 +24,8 @@
 //   - after a burst the vendor was told "opened" last;
 //   - after a death followed by a registration, what the next client set up survives the late
 //     death notification: its registration (a subscription is then not refused with error 2) and
-//     its subscription (a start is then not refused with error 2);
-//   - a call from inside a callback is refused with the nested-call status exactly when the
-//     service makes that callback while it holds its lock (on the thread of a binder method or of
-//     a death notification); from a camera worker's callback it is served. A stall is a timeout.
-// A broken invariant aborts.
+//     its subscription (a start is then not refused with error 2).
+// A broken invariant aborts; a stall is a timeout.
 //
 // The singletons live across inputs. Each input therefore ends by closing the devices it left open,
 // stopping and releasing the stream, clearing the properties and destroying its service (which
@@ -40,7 +36,7 @@
 // costs more than most steps under AddressSanitizer).
 //
 // The op byte's values 0 to 239 choose one of the sixteen first steps (the value modulo 16), 240
-// to 255 the three interleavings.
+// to 244 a burst, 245 to 255 a death followed by a registration.
 #include <aidl/vendor/tarvo/hardware/camera/aon/AONSensorInfo.h>
 #include <android/binder_status.h>
 #include <cutils/properties.h>
@@ -49,9 +45,7 @@
 #include <cstdint>
 #include <functional>
 #include <iterator>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <thread>
@@ -76,10 +70,8 @@ namespace {
 
 using namespace tarvo::aon;
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONSensorInfo;
-using ::aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
 using ::aidl::vendor::tarvo::hardware::camera::aon::IAONServiceCallBack;
 using ::aidl::vendor::tarvo::hardware::camera::aon::SensorConfigInfo;
-using aon_test::InService;
 using fuzz::Fail;
 using host::AovCall;
 
@@ -172,9 +164,9 @@ Call PickCall(Method method, int64_t handle, fuzz::FuzzInput& in) {
     return call;
 }
 
-// Makes `call`; aborts on a null status, or on a nested-call refusal unless `nested` (the
-// service's own statuses are checked by the unit tests). Returns whether the call succeeded.
-bool Make(AONService& service, const Call& call, bool nested = false) {
+// Makes `call`; aborts on a null status or a nested-call refusal (the service's own statuses are
+// checked by the unit tests). Returns whether the call succeeded.
+bool Make(AONService& service, const Call& call) {
     std::vector<AONSensorInfo> sensors;
     const ndk::ScopedAStatus status =
             call.method == kUnsubscribe  ? service.unsubscribeSensor(call.handle)
@@ -183,8 +175,8 @@ bool Make(AONService& service, const Call& call, bool nested = false) {
             : call.method == kSubscribe  ? service.subscribeSensor(call.handle, call.config)
             : call.method == kStart      ? service.startService(call.handle, call.mask)
                                          : service.unregisterClient(call.handle);
-    if (status.get() == nullptr || aon_test::IsNestedCallRefusal(status) != nested) {
-        Fail("call %u (nested %d) returned %s", call.method, nested,
+    if (status.get() == nullptr || aon_test::IsNestedCallRefusal(status)) {
+        Fail("call %u returned %s", call.method,
              status.get() ? status.getDescription().c_str() : "null");
     }
     return status.isOk();
@@ -209,15 +201,8 @@ class Session final : public IRemoteCallbackManagerListener {
             PlainStep(in, code % 16, slot);
         } else if (code < kFirstInterleaving + 5) {
             Burst(in);
-        } else if (code < kFirstInterleaving + 10) {
-            DeathThenRegistration(in, slot);
         } else {
-            CallBackFromCallbacks(in, slot);
-        }
-        {
-            std::lock_guard<std::mutex> guard(mReactionLock);
-            if (mUnregisteredByReaction) mRegistered = -1;  // a served unregisterClient
-            mUnregisteredByReaction = false;
+            DeathThenRegistration(in, slot);
         }
 
         // Only a living client that is registered, or was when the step began, may have had calls.
@@ -239,7 +224,6 @@ class Session final : public IRemoteCallbackManagerListener {
     }
 
     void TearDown() {
-        for (auto& client : mClients) client->remote.fake->setSensorEventReaction(nullptr);
         mWorld.stream.SetInitResult(1);
         mWorld.stream.SetUninitResult(1);
         mWorld.stream.SetNotifySensorStateResult(1);
@@ -270,13 +254,11 @@ class Session final : public IRemoteCallbackManagerListener {
         if (const std::function<void()> first = std::exchange(mBeforeDeathReaches, nullptr)) {
             first();
         }
-        const InService inService;
         mService->OnRemoteCallbackDied(handle, callback);
     }
 
   private:
     void PlainStep(fuzz::FuzzInput& in, uint8_t op, int slot) {
-        const InService inService;  // for the binder methods; a plain flag for the rest
         static constexpr Method kOps[] = {kSensorList, kSubscribe, kSubscribe, kStart,
                                           kStop,       kUnsubscribe, kUnregister};
         if (op >= 2 && op <= 8) {
@@ -443,15 +425,11 @@ class Session final : public IRemoteCallbackManagerListener {
         const SensorConfigInfo config = in.Bool() ? SensorConfigInfo{1, 320, 240, 15, 0, 0, 0x1, 1}
                                                   : SensorConfigInfo{0, 640, 480, 15, 0, 0, 0x1, 1};
         int dead = mRegistered;
-        if (dead < 0 || mClients[dead]->dead) {
-            const InService inService;
-            Register(dead = ClientIn(slot), 0xF);
-        }
+        if (dead < 0 || mClients[dead]->dead) Register(dead = ClientIn(slot), 0xF);
         mClients[dead]->dead = true;  // from here on the slot's client is another one
         const int next = ClientIn(slot);
         bool subscribed = false;
         mBeforeDeathReaches = [&] {
-            const InService inService;
             Register(next, mask);
             subscribed = setUp >= 1 && Make(*mService, {kSubscribe, 1, 0, config});
             if (setUp >= 2 && subscribed) Make(*mService, {kStart, 1, 0x1, {}});
@@ -461,45 +439,12 @@ class Session final : public IRemoteCallbackManagerListener {
         mClients[dead]->seen = mClients[dead]->calls();
 
         // The late notification left what the next client set up as it was.
-        const InService inService;
         const ndk::ScopedAStatus status =
                 subscribed ? mService->startService(1, 0x1) : mService->subscribeSensor(1, config);
         if (status.getServiceSpecificError() == 2) {
             Fail("the late death notification withdrew the next client's %s",
                  subscribed ? "subscription" : "registration");
         }
-    }
-
-    // --- Clients that call the service back from inside callbacks ---
-
-    // The slot's client answers its next one to four sensor states with one binder method.
-    void CallBackFromCallbacks(fuzz::FuzzInput& in, int slot) {
-        const int index = ClientIn(slot);
-        const auto method = static_cast<Method>(in.Below(6));
-        const uint32_t answers = 1 + in.Below(4);
-        const Call call = PickCall(method, 1, in);
-        {
-            std::lock_guard<std::mutex> guard(mReactionLock);
-            mAnswersLeft[index] = answers;
-        }
-        mClients[index]->remote.fake->setSensorEventReaction(
-                [this, index, call](int64_t, const AONSensorStateInfo&) { React(index, call); });
-    }
-
-    // Runs on the thread that delivers the state: the service's, under its lock, or a camera
-    // worker's.
-    void React(int index, const Call& call) {
-        {
-            std::lock_guard<std::mutex> guard(mReactionLock);
-            uint32_t& left = mAnswersLeft[index];
-            if (left == 0) return;
-            --left;
-        }
-        const bool nested = aon_test::tServiceCalls > 0;
-        const InService inService;
-        const bool ok = Make(*mService, call, nested);
-        std::lock_guard<std::mutex> guard(mReactionLock);
-        if (call.method == kUnregister && ok) mUnregisteredByReaction = true;
     }
 
     // A frame reaches the registered client (if it lives and answers pings) exactly once.
@@ -537,10 +482,6 @@ class Session final : public IRemoteCallbackManagerListener {
     std::set<int32_t> mCameraHolds;                 // devices open (NotifyOpen has returned)
     // Run inside the next death notification, before the service hears of it.
     std::function<void()> mBeforeDeathReaches;
-
-    std::mutex mReactionLock;
-    std::map<int, uint32_t> mAnswersLeft;  // client index to the callbacks it still answers
-    bool mUnregisteredByReaction = false;
 };
 
 }  // namespace

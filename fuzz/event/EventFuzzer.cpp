@@ -3,7 +3,7 @@
 // the debug-buffer and verbose-log properties and arbitrary bytes inside the detector output; the
 // record then goes through AONManagerCallback::onCallback, either straight to a checking
 // IOutEventCallback, or to the RemoteCallbackManager and on to a checking client in another
-// process, or from the top, through AONManager::onCallback as the vendor's thread calls it.
+// process.
 //
 // The record is exactly sizeof(aov_event) on the heap, so AddressSanitizer catches a read past it.
 // After each record the delivered results must be exactly those the record calls for: the
@@ -30,12 +30,9 @@
 #include "callback/RemoteCallbackManager.h"
 #include "event/AONManagerCallback.h"
 #include "event/AovEvent.h"
-#include "fuzz/common/FuzzInput.h"
 #include "fuzz/common/Harness.h"
-#include "fuzz/common/Threads.h"
 #include "host/EventBuilder.h"
 #include "host/binder_control.h"
-#include "manager/AONManager.h"
 
 namespace {
 
@@ -211,14 +208,11 @@ class CheckingClient final
     const aov_event& mEvent;
 };
 
-enum class Route { kDirect, kRegistry, kManager };
-
-// Built once per process: one record, the callbacks of the three routes, and the client of the
+// Built once per process: one record, the callbacks of the two routes, and the client of the
 // registry, registered for good.
 struct Harness {
     Harness() {
-        fuzz::QuietLog();
-        fuzz::StayOnThisProcessor();
+        fuzz::SetUpProcess();
         // The detector area and both whole images hold a pattern that an offset error would show.
         builder.outputPattern(0, sizeof(aov_event::apu_output), 11);
         const uint8_t* output = builder.event()->apu_output;
@@ -228,7 +222,6 @@ struct Harness {
         patches.reserve(kMaxPatches);
         direct = AONManagerCallback::create(recorder);
         throughRegistry = AONManagerCallback::create(registry);
-        manager->RegisterClient(throughRegistry);
         const ndk::SpAIBinder binder = client->asBinder();
         host::SetBinderProcess(binder.get(), kClientPid);
         long handle = 0;
@@ -277,7 +270,6 @@ struct Harness {
     std::shared_ptr<CheckingOutEventCallback> recorder =
             std::make_shared<CheckingOutEventCallback>(event);
     std::shared_ptr<CheckingClient> client = ndk::SharedRefBase::make<CheckingClient>(event);
-    std::shared_ptr<AONManager> manager = AONManager::GetSingleton();
     std::shared_ptr<AONManagerCallback> direct;
     std::shared_ptr<AONManagerCallback> throughRegistry;
 };
@@ -290,7 +282,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     aov_event& event = *harness->builder.event();
 
     const uint8_t flags = in.Byte();
-    const auto route = static_cast<Route>((flags & 0x3) % 3);
+    const bool direct = (flags & 0x3) % 3 == 0;  // or through the registry
     static const char* const kDebugBufferValues[] = {"", "1", "2", "0x2x"};
     harness->SetProperty(kDebugBufferProperty, kDebugBufferValues[(flags >> 2) & 0x3],
                          harness->debugBuffer);
@@ -330,18 +322,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         harness->Patch(in, offset, in.Byte());
     }
 
-    if (route == Route::kDirect) {
+    if (direct) {
         const size_t before = harness->recorder->count;
         harness->direct->onCallback(&event);
         if (harness->recorder->count != before + 1) Fail("the record was not delivered");
     } else {
         const size_t before = harness->client->count;
         const uint64_t refusedBefore = host::FailedTransactionCount();
-        if (route == Route::kRegistry) {
-            harness->throughRegistry->onCallback(&event);
-        } else {
-            harness->manager->onCallback(&event);
-        }
+        harness->throughRegistry->onCallback(&event);
         // One thread, no lock held by anyone: nothing may be dropped, but an event larger than
         // the client's binder buffer, which the transport refuses as a device's kernel does.
         const bool refused = host::FailedTransactionCount() != refusedBefore;

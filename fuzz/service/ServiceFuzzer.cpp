@@ -1,7 +1,7 @@
 // Fuzzes the service as a whole: the bytes drive a session of steps against a fresh AONService
 // over the real registry, manager and event translation, with the fake vendor stream and module
 // helper behind them. A step is one of the seven binder methods with arbitrary arguments from one
-// of three clients (each in a simulated process of its own), a client's death, a ping failure, a
+// of three clients (each in a simulated process of its own), a client's death, a
 // camera device opening or closing, a vendor failure scripted for init, uninit or
 // notifySensorState, a property change, or a frame from the vendor stream. Two more steps play
 // interleavings that once broke the service (the soak plays a third, clients that call the service
@@ -20,7 +20,7 @@
 //     against its calling order; after the session it is released;
 //   - the registry holds a client exactly when the session says one is registered;
 //   - a client that is not registered, or whose death was handled, receives nothing; a frame the
-//     stream delivers reaches the registered client (if it lives and answers pings) exactly once;
+//     stream delivers reaches the registered client (if it lives) exactly once;
 //   - after a burst the vendor was told "opened" last;
 //   - after a death followed by a registration, what the next client set up survives the late
 //     death notification: its registration (a subscription is then not refused with error 2) and
@@ -53,9 +53,7 @@
 #include <vector>
 
 #include "callback/RemoteCallbackManager.h"
-#include "fuzz/common/FuzzInput.h"
 #include "fuzz/common/Harness.h"
-#include "fuzz/common/Threads.h"
 #include "host/EventBuilder.h"
 #include "host/FakeAovStream.h"
 #include "host/FakeModuleHelper.h"
@@ -88,7 +86,6 @@ constexpr auto kWorkerBound = std::chrono::seconds(10);
 struct Client {
     aon_test::RemoteCallback remote;
     bool dead = false;
-    bool pingOk = true;
     size_t seen = 0;
 
     size_t calls() const { return remote.fake->eventCount() + remote.fake->sensorEventCount(); }
@@ -97,8 +94,7 @@ struct Client {
 // Process-wide set-up, made once: the vendor's sensors and the camera devices' sensors.
 struct World {
     World() {
-        fuzz::QuietLog();
-        fuzz::StayOnThisProcessor();
+        fuzz::SetUpProcess();
         // A sanitizer may start a thread of its own with the process's first new thread; let it
         // start now, so that it is not taken for a worker.
         std::thread([] {}).join();
@@ -272,14 +268,9 @@ class Session final : public IRemoteCallbackManagerListener {
         switch (op) {
             case 0:
             case 1: Register(in); break;
-            case 9: Kill(slot); break;
-            case 10: {
-                Client& client = *mClients[ClientIn(slot)];
-                client.pingOk = !client.pingOk;
-                host::SetPingStatus(client.remote.binder.get(),
-                                    client.pingOk ? STATUS_OK : STATUS_DEAD_OBJECT);
+            case 9:
+                Kill(slot);
                 break;
-            }
             case 11:
             case 12: Notify(op == 11, kDevices[in.Below(std::size(kDevices))]); break;
             case 13: {
@@ -328,14 +319,8 @@ class Session final : public IRemoteCallbackManagerListener {
     void Register(fuzz::FuzzInput& in) {
         const int slot = static_cast<int>(in.Below(kClientSlots));
         const int32_t mask = PickMask(in);
-        // A null callback (0), the last client whose process is already dead (1, when there is one:
-        // its death link fails), or the slot's client.
-        const uint32_t choice = in.Below(8);
-        int index = -1;
-        for (size_t i = 0; choice == 1 && i < mClients.size(); ++i) {
-            if (mClients[i]->dead) index = static_cast<int>(i);
-        }
-        if (choice != 0 && index < 0) index = ClientIn(slot);
+        // A null callback (0), or the slot's client.
+        const int index = in.Below(8) != 0 ? ClientIn(slot) : -1;
         int64_t handle = 0;
         if (index >= 0) Register(index, mask);
         if (index < 0 && mService->registerClient(nullptr, mask, &handle).isOk()) {
@@ -447,7 +432,7 @@ class Session final : public IRemoteCallbackManagerListener {
         }
     }
 
-    // A frame reaches the registered client (if it lives and answers pings) exactly once.
+    // A frame reaches the registered client (if it lives) exactly once.
     void DeliverFrame(fuzz::FuzzInput& in) {
         const uint32_t serviceType = in.Byte() & 0x1F;
         mWorld.frame.frame(in.U32(), 640, 480).serviceType(serviceType);
@@ -456,7 +441,7 @@ class Session final : public IRemoteCallbackManagerListener {
         const bool delivered = mWorld.stream.DeliverEvent(mWorld.frame.event());
         if (target == nullptr) return;  // the step's check: nobody received it
         // No other thread holds a lock now: a delivered frame is never dropped on the way.
-        const size_t want = before + (delivered && !target->dead && target->pingOk ? 1 : 0);
+        const size_t want = before + (delivered && !target->dead ? 1 : 0);
         if (target->remote.fake->eventCount() != want) {
             Fail("the registered client received %zu events for one frame (delivered %d)",
                  target->remote.fake->eventCount() - before, delivered);

@@ -43,11 +43,9 @@ using ::aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
 using ::aidl::vendor::tarvo::hardware::camera::aon::IAONServiceCallBack;
 using Tag = ::aidl::vendor::tarvo::hardware::camera::aon::AONResultValue::Tag;
 using fuzz::Fail;
-using host::ImageBlock;
 
 constexpr char kDebugBufferProperty[] = "vendor.debug.camera.utils.AovDebugBuffer";
 constexpr char kVerboseLogProperty[] = "vendor.debug.cameralog.enable";
-constexpr int kClientPid = 7001;
 
 // The detector blocks after fusion: each is copied as it is when the record's type has its bit
 // and apu_output_size exceeds the size the parser requires.
@@ -217,13 +215,13 @@ struct Harness {
         builder.outputPattern(0, sizeof(aov_event::apu_output), 11);
         const uint8_t* output = builder.event()->apu_output;
         pristineOutput.assign(output, output + sizeof(aov_event::apu_output));
-        builder.imagePattern(ImageBlock::kImage, 1u << 16, 1u << 16, 5);
-        builder.imagePattern(ImageBlock::kDebugImage, 1u << 16, 1u << 16, 5);
+        builder.imagePattern(host::ImageBlock::kImage, 1u << 16, 1u << 16, 5);
+        builder.imagePattern(host::ImageBlock::kDebugImage, 1u << 16, 1u << 16, 5);
         patches.reserve(kMaxPatches);
         direct = AONManagerCallback::create(recorder);
         throughRegistry = AONManagerCallback::create(registry);
         const ndk::SpAIBinder binder = client->asBinder();
-        host::SetBinderProcess(binder.get(), kClientPid);
+        host::SetBinderProcess(binder.get(), 7001);  // the client's process
         long handle = 0;
         if (registry->RegisterClient(IAONServiceCallBack::fromBinder(binder), &handle) != 0 ||
             handle != 1) {

@@ -38,7 +38,6 @@
 // The op byte's values 0 to 239 choose one of the sixteen first steps (the value modulo 16), 240
 // to 244 a burst, 245 to 255 a death followed by a registration.
 #include <aidl/vendor/tarvo/hardware/camera/aon/AONSensorInfo.h>
-#include <android/binder_status.h>
 #include <cutils/properties.h>
 
 #include <chrono>
@@ -79,7 +78,6 @@ constexpr size_t kMaxSteps = 64;
 constexpr int32_t kDevices[] = {10, 11, 12, 13, 14, 15, 99, -1};
 const std::vector<int32_t> kDeviceSensors[] = {{0}, {1}, {0, 1}, {}, {2}, {5}};  // devices 10-15
 constexpr uint8_t kFirstInterleaving = 240;  // op bytes from here on choose an interleaving
-constexpr int kFirstClientPid = 20000;
 constexpr auto kWorkerBound = std::chrono::seconds(10);
 
 // One client; `seen` is the number of calls it had received when last looked at.
@@ -144,36 +142,11 @@ SensorConfigInfo PickConfig(fuzz::FuzzInput& in) {
     return config;
 }
 
-// The binder methods that take a handle, and getAonSensorInfoList, with their arguments.
-enum Method : uint32_t { kUnsubscribe, kStop, kSensorList, kSubscribe, kStart, kUnregister };
-struct Call {
-    Method method;
-    int64_t handle;
-    int32_t mask = 0;
-    SensorConfigInfo config;
-};
-
-Call PickCall(Method method, int64_t handle, fuzz::FuzzInput& in) {
-    Call call{method, handle, 0, {}};
-    if (method == kStop || method == kStart) call.mask = PickMask(in);
-    if (method == kSubscribe) call.config = PickConfig(in);
-    return call;
-}
-
-// Makes `call`; aborts on a null status or a nested-call refusal (the service's own statuses are
-// checked by the unit tests). Returns whether the call succeeded.
-bool Make(AONService& service, const Call& call) {
-    std::vector<AONSensorInfo> sensors;
-    const ndk::ScopedAStatus status =
-            call.method == kUnsubscribe  ? service.unsubscribeSensor(call.handle)
-            : call.method == kStop       ? service.stopService(call.handle, call.mask)
-            : call.method == kSensorList ? service.getAonSensorInfoList(&sensors)
-            : call.method == kSubscribe  ? service.subscribeSensor(call.handle, call.config)
-            : call.method == kStart      ? service.startService(call.handle, call.mask)
-                                         : service.unregisterClient(call.handle);
+// Aborts on a null status or a nested-call refusal (the service's own statuses are checked by the
+// unit tests); returns whether the call succeeded.
+bool Served(const ndk::ScopedAStatus& status) {
     if (status.get() == nullptr || aon_test::IsNestedCallRefusal(status)) {
-        Fail("call %u returned %s", call.method,
-             status.get() ? status.getDescription().c_str() : "null");
+        Fail("a call returned %s", status.get() ? status.getDescription().c_str() : "null");
     }
     return status.isOk();
 }
@@ -255,19 +228,31 @@ class Session final : public IRemoteCallbackManagerListener {
 
   private:
     void PlainStep(fuzz::FuzzInput& in, uint8_t op, int slot) {
-        static constexpr Method kOps[] = {kSensorList, kSubscribe, kSubscribe, kStart,
-                                          kStop,       kUnsubscribe, kUnregister};
-        if (op >= 2 && op <= 8) {
-            const Method method = kOps[op - 2];
-            const int64_t handle = method == kSensorList ? 0 : PickHandle(in);
-            if (Make(*mService, PickCall(method, handle, in)) && method == kUnregister) {
-                mRegistered = -1;
-            }
-            return;
-        }
+        // The binder methods after registerClient and getAonSensorInfoList take a handle first.
+        const int64_t handle = op >= 3 && op <= 8 ? PickHandle(in) : 0;
+        std::vector<AONSensorInfo> sensors;
         switch (op) {
             case 0:
             case 1: Register(in); break;
+            case 2:
+                Served(mService->getAonSensorInfoList(&sensors));
+                break;
+            case 3:
+            case 4:
+                Served(mService->subscribeSensor(handle, PickConfig(in)));
+                break;
+            case 5:
+                Served(mService->startService(handle, PickMask(in)));
+                break;
+            case 6:
+                Served(mService->stopService(handle, PickMask(in)));
+                break;
+            case 7:
+                Served(mService->unsubscribeSensor(handle));
+                break;
+            case 8:
+                if (Served(mService->unregisterClient(handle))) mRegistered = -1;
+                break;
             case 9:
                 Kill(slot);
                 break;
@@ -306,10 +291,10 @@ class Session final : public IRemoteCallbackManagerListener {
         int& index = mSlots[slot];
         if (index < 0 || mClients[index]->dead) {
             mClients.push_back(std::make_unique<Client>());
-            // The n-th client of every session lives in process kFirstClientPid + n: a process
+            // The n-th client of every session lives in process 20000 + n: a process
             // killed in an earlier session takes new objects again, and the binder's tables
             // keep one entry per process, not one per client ever made.
-            const int pid = kFirstClientPid + static_cast<int>(mClients.size()) - 1;
+            const int pid = 20000 + static_cast<int>(mClients.size()) - 1;
             mClients.back()->remote = aon_test::MakeRemoteCallback(pid);
             index = static_cast<int>(mClients.size()) - 1;
         }
@@ -416,8 +401,8 @@ class Session final : public IRemoteCallbackManagerListener {
         bool subscribed = false;
         mBeforeDeathReaches = [&] {
             Register(next, mask);
-            subscribed = setUp >= 1 && Make(*mService, {kSubscribe, 1, 0, config});
-            if (setUp >= 2 && subscribed) Make(*mService, {kStart, 1, 0x1, {}});
+            subscribed = setUp >= 1 && Served(mService->subscribeSensor(1, config));
+            if (setUp >= 2 && subscribed) Served(mService->startService(1, 0x1));
         };
         host::KillProcess(mClients[dead]->remote.pid);
         if (mBeforeDeathReaches) Fail("the death of client %d was not notified", dead);

@@ -18,21 +18,19 @@
 #include <thread>
 
 #include "manager/AONManager.h"
-#include "tests/support/Gate.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/WorkerGate.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using aon_test::gWorkerGate;
 
 TEST(ManagerTeardownTest, DestroyingTheManagerWaitsForAWorkerThatHasNotTakenItsLockYet) {
     aon_test::LogCapture log;
     auto manager = std::make_shared<tarvo::aon::AONManager>();
-    gWorkerGate.Close();
+    aon_test::gWorkerGate.Close();
     manager->NotifyClose(5);
-    ASSERT_TRUE(gWorkerGate.WaitEntered(5s)) << "the close worker did not start";
+    ASSERT_TRUE(aon_test::gWorkerGate.WaitEntered(5s)) << "the close worker did not start";
 
     std::atomic<pid_t> destroyerTid{0};
     std::promise<void> destroyed;
@@ -46,7 +44,7 @@ TEST(ManagerTeardownTest, DestroyingTheManagerWaitsForAWorkerThatHasNotTakenItsL
         return log.count("AONManager: aon manager destroy") != 0;
     })) << "the destructor did not start";
 
-    gWorkerGate.Open();
+    aon_test::gWorkerGate.Open();
     if (destroyed.get_future().wait_for(5s) != std::future_status::ready) {
         ADD_FAILURE() << "the destructor and the worker wait for each other";
         std::fflush(stdout);

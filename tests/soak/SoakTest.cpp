@@ -21,9 +21,13 @@
 //
 // Environment: AON_SOAK_SECONDS (default 5) is the duration, AON_SOAK_STALL_SECONDS (default 20)
 // the watchdog's bound past it.
+#include <android-base/thread_annotations.h>
 #include <android/log.h>
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -34,6 +38,7 @@
 #include <memory>
 #include <mutex>
 #include <random>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -44,11 +49,61 @@
 #include "host/binder_control.h"
 #include "manager/AONManager.h"
 #include "service/AONService.h"
-#include "tests/soak/Watchdog.h"
 #include "tests/support/FakeServiceCallback.h"
 #include "tests/support/ServiceCalls.h"
 
 namespace aon_test {
+
+// Turns a stall into a failure that shows where every thread stands: unless it is destroyed within
+// its bound, it prints every thread's stack through gdb and aborts the process.
+class Watchdog final {
+  public:
+    // `what` names the work that must end within `bound` in the report.
+    Watchdog(const char* what, std::chrono::milliseconds bound)
+        : mThread([this, what, bound] { Run(what, bound); }) {}
+
+    ~Watchdog() {  // the work ended: stops watching
+        {
+            std::lock_guard<std::mutex> guard(mLock);
+            mEnd = true;
+        }
+        mEnded.notify_all();
+        mThread.join();
+    }
+
+  private:
+    void Run(const char* what, std::chrono::milliseconds bound) EXCLUDES(mLock) {
+        {
+            std::unique_lock<std::mutex> lock(mLock);
+            android::base::ScopedLockAssertion assertion(mLock);
+            if (mEnded.wait_for(lock, bound, [this]() REQUIRES(mLock) { return mEnd; })) return;
+        }
+        std::fprintf(stderr, "watchdog: %s did not end within %lld ms\n", what,
+                     static_cast<long long>(bound.count()));
+        std::fflush(stderr);
+        // gdb, attached to this process, prints every thread's backtrace. Under Yama's ptrace
+        // restrictions a child may attach to its parent only when allowed.
+        prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY, 0, 0, 0);
+        const std::string pid = std::to_string(getpid());
+        const pid_t child = fork();
+        if (child == 0) {
+            dup2(STDERR_FILENO, STDOUT_FILENO);
+            alarm(60);  // a gdb that hangs must not hang the report
+            execlp("gdb", "gdb", "-batch", "-nx", "-p", pid.c_str(), "-ex", "thread apply all bt",
+                   static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        while (child > 0 && waitpid(child, nullptr, 0) < 0) {
+        }
+        std::fprintf(stderr, "watchdog: aborting\n");
+        std::abort();
+    }
+
+    std::mutex mLock;
+    std::condition_variable mEnded;
+    bool mEnd GUARDED_BY(mLock) = false;
+    std::thread mThread;  // last: started after the rest is built
+};
 
 // Not in the anonymous namespace, so that the watchdog's report shows a plain name.
 void StuckInHere(std::mutex& taken) {
@@ -72,13 +127,11 @@ TEST(WatchdogDeathTest, WorkThatDoesNotEndFailsWithEveryThreadsStack) {
             "the stuck worker did not end within 300 ms.*StuckInHere.*watchdog: aborting");
 }
 
-using ::aidl::vendor::tarvo::hardware::camera::aon::SensorConfigInfo;
 using Count = std::atomic<unsigned long long>;
 using tarvo::aon::AONService;
 
 constexpr int kCameraOnStreamSensor = 10;  // sensor 0, the one the clients subscribe
 constexpr int kCameraOnOtherSensor = 11;   // sensor 1
-const SensorConfigInfo kStreamConfig{0, 640, 480, 30, 0, 0, 0xF, 1};
 
 std::chrono::milliseconds FromEnv(const char* name, double fallbackSeconds) {
     const char* value = std::getenv(name);
@@ -190,7 +243,8 @@ void BinderThread(Soak& soak, unsigned seed) {
         {
             const InService inService;
             if (next()) (void)soak.service->registerClient(client.proxy, 0xF, &handle);
-            if (next()) (void)soak.service->subscribeSensor(handle, kStreamConfig);
+            if (next())
+                (void)soak.service->subscribeSensor(handle, {0, 640, 480, 30, 0, 0, 0xF, 1});
             if (next()) {
                 (void)soak.service->startService(handle, kMasks[random() % 3]);
                 // Let frames arrive (the other client or the camera may stop the stream).

@@ -21,7 +21,7 @@ def u16(value):
 
 
 # ---- event: flags, frame id, width, height, type, size, count, angle, 4 dimensions, patches ----
-ROUTE_DIRECT, ROUTE_REGISTRY, ROUTE_MANAGER = 0, 1, 2
+ROUTE_DIRECT, ROUTE_REGISTRY = 0, 1
 BUFFER_UNSET, BUFFER_1, BUFFER_2, BUFFER_ODD = 0, 1, 2, 3
 VERBOSE, RAW_TYPE, RAW_COUNT = 0x10, 0x20, 0x40
 SIZES = [0, 202088, 202089, 209176, 209177, 214840, 214841, 227968, 227969, 0xFFFFFFFF]
@@ -55,9 +55,9 @@ EVENT_SEEDS = {
                                                    ((GAZE, 0), struct.pack('<6f', *range(6)))]),
     'seed-registry-debug-image': event(route=ROUTE_REGISTRY, buffer=BUFFER_2, image=(0, 0),
                                        debug_image=(1280, 720)),
-    'seed-manager-wild-words': event(route=ROUTE_MANAGER, flags=RAW_TYPE | RAW_COUNT,
-                                     type_=0xFFFFFFFF, size=0xFFFFFFFF, count=0xFFFFFFFF,
-                                     image=(0xFFFFFFFF, 0xFFFFFFFF), raw_dims=True),
+    'seed-registry-wild-words': event(route=ROUTE_REGISTRY, flags=RAW_TYPE | RAW_COUNT,
+                                      type_=0xFFFFFFFF, size=0xFFFFFFFF, count=0xFFFFFFFF,
+                                      image=(0xFFFFFFFF, 0xFFFFFFFF), raw_dims=True),
     'seed-boundary-sizes': event(route=ROUTE_REGISTRY, type_=0x5, size=202088, count=30),
     'seed-empty-output': event(type_=0, size=0, image=(0, 480)),
     'seed-verbose-nan': event(flags=VERBOSE, buffer=BUFFER_ODD, angle=float('nan'),
@@ -80,7 +80,7 @@ def handle(value=1):
 
 
 def register(slot=0, types=0xF, who='slot'):
-    return bytes([0, 0, slot]) + mask(types) + bytes([{'null': 0, 'dead': 1, 'slot': 2}[who]])
+    return bytes([0, 0, slot]) + mask(types) + bytes([{'null': 0, 'slot': 1}[who]])
 
 
 def sensor_list():
@@ -115,10 +115,6 @@ def kill(slot):
     return bytes([9, slot])
 
 
-def toggle_ping(slot):
-    return bytes([10, slot])
-
-
 def camera(open_, device):
     return bytes([11 if open_ else 12, 0, DEVICES.index(device)])
 
@@ -137,8 +133,8 @@ def frame(types=0xF, frame_id=1):
     return bytes([15, 0, types]) + u32(frame_id)
 
 
-# The interleavings take op bytes 240 to 255: a burst, a death followed by a registration, a client
-# that calls the service back from its callbacks.
+# The interleavings take op bytes 240 to 255: a burst (240 to 244), a death followed by a
+# registration (245 to 255).
 def burst(device, cycles=1):
     return bytes([240, 0, DEVICES.index(device), cycles - 1])
 
@@ -146,16 +142,6 @@ def burst(device, cycles=1):
 def death_then_registration(slot, types=0xF, set_up='start', sensor=0):
     return bytes([245, slot, [1, 3, 0xF].index(types),
                   ['register', 'subscribe', 'start'].index(set_up), sensor])
-
-
-def calls_back(slot, method, answers=1, types=0xF, config=None):
-    methods = ['unsubscribe', 'stop', 'sensor_list', 'subscribe', 'start', 'unregister']
-    out = bytes([250, slot, methods.index(method), answers - 1])
-    if method in ('stop', 'start'):
-        out += mask(types)
-    elif method == 'subscribe':
-        out += subscribe(**(config or {}))[3:]  # the configuration, without op, slot and handle
-    return out
 
 
 SERVICE_SEEDS = {
@@ -169,9 +155,9 @@ SERVICE_SEEDS = {
         register(0), subscribe(fps=30), start(0xF), vendor('uninit', False), kill(0), frame(),
         register(1), subscribe(), start(0x1), frame(), vendor('uninit', True), stop(0x1),
         unsubscribe(), unregister()]),
-    'seed-dead-and-silent-clients': b''.join([
-        register(0), kill(0), register(1, who='dead'), frame(), register(2), subscribe(),
-        start(0x2), toggle_ping(2), frame(), toggle_ping(2), frame(), unregister()]),
+    'seed-dead-clients': b''.join([
+        register(0), kill(0), register(1, who='null'), frame(), register(2), subscribe(),
+        start(0x2), frame(), kill(2), frame(), unregister()]),
     'seed-camera-and-vendor-failures': b''.join([
         register(0), subscribe(sensor=1, size=1, fps=15), vendor('factory', False),
         camera(True, 11), start(0x1), vendor('factory', True), camera(True, 12), start(0x1),
@@ -187,14 +173,8 @@ SERVICE_SEEDS = {
         death_then_registration(0, 0xF, 'start', 0), frame(),
         death_then_registration(1, 0x1, 'register', 1),
         death_then_registration(2, 0x3, 'subscribe', 0), frame(), camera(True, 11),
-        calls_back(1, 'stop', 2), death_then_registration(1, 0xF, 'start', 0), frame(),
+        death_then_registration(1, 0xF, 'start', 0), frame(),
         camera(True, 10), death_then_registration(0, 0xF, 'start', 0), camera(False, 10)]),
-    'seed-callbacks-call-back': b''.join([
-        register(0), calls_back(0, 'stop', 2), subscribe(), start(0x3), camera(True, 10),
-        calls_back(0, 'start', 1, 0x1), camera(False, 10), camera(True, 11), kill(0),
-        calls_back(1, 'sensor_list', 2), register(1), calls_back(1, 'unregister'),
-        camera(False, 11), calls_back(2, 'subscribe', 1, config={}), register(2), burst(10),
-        kill(2), calls_back(0, 'unsubscribe', 4), death_then_registration(0, 0xF, 'start', 0)]),
 }
 
 

@@ -1,6 +1,5 @@
 // aon-client's own arithmetic and its bounded lookup: the frames counted as missed, and how long
 // and with what answer it looks for the service.
-#include <aidl/vendor/tarvo/hardware/camera/aon/BnAONServiceCallBack.h>
 #include <android/binder_manager.h>
 #include <gtest/gtest.h>
 
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "host/binder_control.h"
+#include "tests/support/FakeServiceCallback.h"
 #include "tools/aon-client/FrameStats.h"
 #include "tools/aon-client/ServiceFinder.h"
 
@@ -65,45 +65,12 @@ TEST(FrameStatsTest, RateRunsFromTheFirstEventToTheLast) {
     EXPECT_DOUBLE_EQ(*stats.rate(), 10.0);  // 11 events over one second
 }
 
-class FakeService final : public aidl::vendor::tarvo::hardware::camera::aon::BnAONServiceCallBack {
-  public:
-    ndk::ScopedAStatus onAONEvent(
-            int64_t, const aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo&) override {
-        return ndk::ScopedAStatus::ok();
-    }
-    ndk::ScopedAStatus onAONSensorEvent(
-            int64_t,
-            const aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo&) override {
-        return ndk::ScopedAStatus::ok();
-    }
-};
-
 constexpr char kInstance[] = "test.IServiceFinderTest/default";
 
-TEST(ServiceFinderTest, FindsAServiceRegisteredWhileItWaits) {
-    RunControl control;
-    std::string error;
-    std::future<ndk::SpAIBinder> found = std::async(std::launch::async, [&] {
-        return FindService(kInstance, milliseconds(20000), control, &error);
-    });
-    const ndk::SpAIBinder binder = ndk::SharedRefBase::make<FakeService>()->asBinder();
-    ASSERT_EQ(AServiceManager_addService(binder.get(), kInstance), EX_NONE);
-    ASSERT_EQ(found.wait_for(std::chrono::seconds(10)), std::future_status::ready);
-    EXPECT_EQ(found.get().get(), binder.get()) << error;
-}
-
-// (An instance that is not declared: AonClientProgramTest, a service that cannot be found.)
-TEST(ServiceFinderTest, GivesUpAfterItsBoundSayingThatTheInstanceIsDeclared) {
-    RunControl control;
-    std::string error;
-    host::DeclareService(kInstance);
-    EXPECT_EQ(FindService(kInstance, milliseconds(0), control, &error).get(), nullptr);
-    EXPECT_EQ(error, std::string(kInstance) +
-                             " not found (waited 0.0 s); the device declares it: is the camera "
-                             "HAL process running, and did it call RegisterIAonService()?");
-}
-
-TEST(ServiceFinderTest, AnInterruptEndsTheWait) {
+// An interrupt ends a wait; an instance the device declares is named as declared once the wait
+// runs out (one it does not declare: AonClientProgramTest); a service registered while the finder
+// waits is found.
+TEST(ServiceFinderTest, AnInterruptOrItsBoundEndsTheWaitAndALateServiceIsFound) {
     RunControl control;
     std::string error;
     std::future<ndk::SpAIBinder> found = std::async(std::launch::async, [&] {
@@ -113,6 +80,22 @@ TEST(ServiceFinderTest, AnInterruptEndsTheWait) {
     ASSERT_EQ(found.wait_for(std::chrono::seconds(10)), std::future_status::ready);
     EXPECT_EQ(found.get().get(), nullptr);
     EXPECT_EQ(error, std::string("interrupted while waiting for ") + kInstance);
+
+    RunControl running;
+    host::DeclareService(kInstance);
+    EXPECT_EQ(FindService(kInstance, milliseconds(0), running, &error).get(), nullptr);
+    EXPECT_EQ(error, std::string(kInstance) +
+                             " not found (waited 0.0 s); the device declares it: is the camera "
+                             "HAL process running, and did it call RegisterIAonService()?");
+
+    found = std::async(std::launch::async, [&] {
+        return FindService(kInstance, milliseconds(20000), running, &error);
+    });
+    const ndk::SpAIBinder binder =
+            ndk::SharedRefBase::make<aon_test::FakeServiceCallback>()->asBinder();
+    ASSERT_EQ(AServiceManager_addService(binder.get(), kInstance), EX_NONE);
+    ASSERT_EQ(found.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(found.get().get(), binder.get()) << error;
 }
 
 }  // namespace

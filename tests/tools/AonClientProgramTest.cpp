@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -30,28 +31,26 @@ using std::chrono::seconds;
 
 constexpr seconds kTimeout{30};
 
-// One run of the program, its stdout and stderr read as they come. Every wait is bounded; a run
-// that outlives its test is killed.
+// One run of the program: its stdout read as it comes, its stderr kept in a memory file and read
+// at the end. Every wait is bounded; a run that outlives its test is killed.
 class ClientRun final {
   public:
     explicit ClientRun(std::vector<std::string> args) {
         args.insert(args.begin(), AON_CLIENT_PATH);
         int out[2];
-        int err[2];
-        if (pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return;
+        mErrFd = memfd_create("aon-client-stderr", MFD_CLOEXEC);
+        if (mErrFd < 0 || pipe2(out, O_CLOEXEC) != 0) return;
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-        posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, mErrFd, STDERR_FILENO);
         std::vector<char*> argv;
         for (std::string& arg : args) argv.push_back(arg.data());
         argv.push_back(nullptr);
         if (posix_spawn(&mPid, argv[0], &actions, nullptr, argv.data(), environ) != 0) mPid = -1;
         posix_spawn_file_actions_destroy(&actions);
         close(out[1]);
-        close(err[1]);
-        mFds[0] = out[0];
-        mFds[1] = err[0];
+        mOutFd = out[0];
     }
 
     ~ClientRun() {
@@ -59,7 +58,8 @@ class ClientRun final {
             kill(mPid, SIGKILL);
             waitpid(mPid, nullptr, 0);
         }
-        for (int fd : mFds) close(fd);
+        close(mOutFd);
+        close(mErrFd);
     }
 
     // True once stdout holds a match of `pattern`.
@@ -81,13 +81,13 @@ class ClientRun final {
         }
         // waitpid has no timeout; the process's descriptor becomes readable when it exits.
         pollfd exited = {static_cast<int>(syscall(SYS_pidfd_open, mPid, 0)), POLLIN, 0};
-        const auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-        poll(&exited, 1, static_cast<int>(std::max<int64_t>(0, left.count())));
+        poll(&exited, 1, static_cast<int>(std::max<int64_t>(0, MillisecondsTo(deadline))));
         close(exited.fd);
         int status = 0;
         if (waitpid(mPid, &status, WNOHANG) != mPid) return -1;
         mPid = -1;
+        mErr.resize(static_cast<size_t>(std::max<off_t>(0, lseek(mErrFd, 0, SEEK_END))));
+        if (pread(mErrFd, mErr.data(), mErr.size(), 0) < 0) mErr.clear();
         // The program ends with _Exit, before a sanitizer could change its status: read its report.
         EXPECT_EQ(mErr.find("Sanitizer"), std::string::npos) << mErr;
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
@@ -97,30 +97,25 @@ class ClientRun final {
     const std::string& err() const { return mErr; }
 
   private:
-    // Reads what either pipe has; false at the end of both or at the deadline.
+    static int64_t MillisecondsTo(Clock::time_point deadline) {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now())
+                .count();
+    }
+    // Reads what stdout has; false at its end or at the deadline.
     bool Read(Clock::time_point deadline) {
-        pollfd fds[2] = {{mFds[0], POLLIN, 0}, {mFds[1], POLLIN, 0}};
-        if (fds[0].fd < 0 && fds[1].fd < 0) return false;
-        const auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-        if (left.count() <= 0 || poll(fds, 2, static_cast<int>(left.count())) <= 0) return false;
-        std::string* buffers[2] = {&mOut, &mErr};
-        for (int i = 0; i < 2; ++i) {
-            if (fds[i].revents == 0) continue;
-            char chunk[65536];
-            const ssize_t n = read(mFds[i], chunk, sizeof(chunk));
-            if (n > 0) {
-                buffers[i]->append(chunk, static_cast<size_t>(n));
-            } else {
-                close(mFds[i]);
-                mFds[i] = -1;
-            }
-        }
+        pollfd readable = {mOutFd, POLLIN, 0};
+        const int64_t left = MillisecondsTo(deadline);
+        if (left <= 0 || poll(&readable, 1, static_cast<int>(left)) <= 0) return false;
+        char chunk[65536];
+        const ssize_t n = read(mOutFd, chunk, sizeof(chunk));
+        if (n <= 0) return false;
+        mOut.append(chunk, static_cast<size_t>(n));
         return true;
     }
 
     pid_t mPid = -1;
-    int mFds[2] = {-1, -1};
+    int mOutFd = -1;
+    int mErrFd = -1;
     std::string mOut;
     std::string mErr;
 };
@@ -139,35 +134,20 @@ void ExpectInOrder(const std::string& text, const std::vector<std::string>& patt
     }
 }
 
-// A directory of its own under /tmp, removed with what the program wrote into it.
-class TempDirectory {
-  public:
-    TempDirectory() {
-        char path[] = "/tmp/aon-client-test-XXXXXX";
-        if (mkdtemp(path) != nullptr) mPath = path;
-    }
-    ~TempDirectory() {
-        std::error_code ignored;
-        if (!mPath.empty()) std::filesystem::remove_all(mPath, ignored);
-    }
-    TempDirectory(const TempDirectory&) = delete;
-    TempDirectory& operator=(const TempDirectory&) = delete;
-    const std::string& path() const { return mPath; }
-
-  private:
-    std::string mPath;
-};
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
+// The program's JSON lines (parsing throws on a line that is not JSON).
+std::vector<nlohmann::json> Records(const std::string& out) {
+    std::vector<nlohmann::json> records;
+    std::istringstream lines(out);
+    for (std::string line; std::getline(lines, line);)
+        records.push_back(nlohmann::json::parse(line));
+    return records;
 }
 
 TEST(AonClientProgramTest, RunsTheWholeCourseAndLeavesTheServiceClean) {
-    const TempDirectory directory;
-    const std::string frames = directory.path() + "/frames";  // made by the program
+    // Made by the program.
+    const std::string frames =
+            ::testing::TempDir() + "aon-client-frames-" + std::to_string(getpid());
+    std::filesystem::remove_all(frames);
     ClientRun run({"--events", "3", "--values", "--save-frames", frames, "--duration", "20"});
     ASSERT_EQ(run.Wait(), 0) << run.out() << run.err();
     ExpectInOrder(
@@ -197,20 +177,18 @@ TEST(AonClientProgramTest, RunsTheWholeCourseAndLeavesTheServiceClean) {
     EXPECT_NE(run.err().find("RemoteCallbackManager: unregister client:1"), std::string::npos);
     EXPECT_EQ(run.err().find("remote callback died"), std::string::npos);
     // The luma plane, cropped to the frame width.
-    const std::string pgm = ReadFile(frames + "/frame000002.pgm");
-    const std::string header = "P5\n640 480\n255\n";
-    EXPECT_EQ(pgm.substr(0, header.size()), header);
-    EXPECT_EQ(pgm.size(), header.size() + 640 * 480);
+    std::ifstream pgm(frames + "/frame000002.pgm", std::ios::binary);
+    std::string header(15, '\0');
+    pgm.read(header.data(), 15);
+    EXPECT_EQ(header, "P5\n640 480\n255\n");
+    EXPECT_EQ(std::filesystem::file_size(frames + "/frame000002.pgm"), 15u + 640 * 480);
+    std::filesystem::remove_all(frames);
 }
 
 TEST(AonClientProgramTest, JsonLinesCarryStatusesEventsAndTheSummary) {
     ClientRun events({"--json", "--events", "2", "--duration", "20"});
     ASSERT_EQ(events.Wait(), 0) << events.err();
-    std::vector<nlohmann::json> records;
-    std::istringstream lines(events.out());
-    for (std::string line; std::getline(lines, line);) {
-        records.push_back(nlohmann::json::parse(line));  // throws on a line that is not JSON
-    }
+    const std::vector<nlohmann::json> records = Records(events.out());
     ASSERT_FALSE(records.empty());
     EXPECT_EQ(records.front()["kind"], "service");
     const auto event = std::find_if(records.begin(), records.end(),
@@ -236,9 +214,7 @@ TEST(AonClientProgramTest, JsonLinesCarryStatusesEventsAndTheSummary) {
     ASSERT_EQ(refused.Wait(), 1) << refused.err();
     std::vector<std::string> calls;
     nlohmann::json start;
-    std::istringstream refusedLines(refused.out());
-    for (std::string line; std::getline(refusedLines, line);) {
-        const nlohmann::json record = nlohmann::json::parse(line);
+    for (const nlohmann::json& record : Records(refused.out())) {
         if (record["kind"] != "call") continue;
         calls.push_back(record["method"].get<std::string>() +
                         (record["status"]["ok"] == true ? " ok" : " failed"));

@@ -4,7 +4,7 @@
 #include <png.h>
 #include <unistd.h>
 
-#include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -65,23 +65,15 @@ Png Read(const std::string& path, png_uint_32 format) {
 
 class FrameSaverTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/aon-sim-frames-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        mDirectory = pattern;
-        mFile = mDirectory + "/app-frame000042.png";
-    }
-    void TearDown() override {
-        unlink(mFile.c_str());
-        rmdir(mDirectory.c_str());
-    }
-    std::string mDirectory;
-    std::string mFile;
+    void TearDown() override { std::filesystem::remove_all(mDirectory); }
+    const std::string mDirectory = ::testing::TempDir() + "aon-frames-" + std::to_string(getpid());
+    const std::string mFile = mDirectory + "/app-frame000042.png";
 };
 
 // Gray is the luma plane cropped to the frame width; NV12 reads U 90, V 240 for the right pair
 // (red), NV21 swaps them (blue); the white pair stays white.
 TEST_F(FrameSaverTest, GrayIsTheCroppedLumaAndTheChromaLayoutDecidesTheColours) {
+    std::filesystem::create_directories(mDirectory);
     std::string path;
     std::string error;
     ASSERT_TRUE(aon_tools::FrameSaver(mDirectory, aon_tools::FrameColor::kGray)
@@ -106,6 +98,7 @@ TEST_F(FrameSaverTest, GrayIsTheCroppedLumaAndTheChromaLayoutDecidesTheColours) 
 }
 
 TEST_F(FrameSaverTest, NoImageWritesNothingAndAnUnwritableDirectoryIsReported) {
+    std::filesystem::create_directories(mDirectory);
     AONCallBackInfo info;
     info.results = {IntResult(0, 42), IntResult(1, 4), IntResult(2, 2)};
     std::string path;

@@ -34,19 +34,13 @@ std::optional<size_t> RecordingCallback::waitForSensorState(
     std::optional<size_t> found;
     mCallArrived.wait_for(lock, timeout, [&] {
         android::base::ScopedLockAssertion held(mLock);
-        found = FindSensorStateLocked(sensorId, state, from);
+        for (size_t i = from; i < mSensorEvents.size() && !found; ++i) {
+            const AONSensorStateInfo& info = mSensorEvents[i].info;
+            if (info.sensorId == sensorId && info.state == state) found = i;
+        }
         return found.has_value();
     });
     return found;
-}
-
-std::optional<size_t> RecordingCallback::FindSensorStateLocked(int32_t sensorId, int32_t state,
-                                                               size_t from) const {
-    for (size_t i = from; i < mSensorEvents.size(); ++i) {
-        const AONSensorStateInfo& info = mSensorEvents[i].info;
-        if (info.sensorId == sensorId && info.state == state) return i;
-    }
-    return std::nullopt;
 }
 
 std::vector<RecordingCallback::Event> RecordingCallback::events() const {

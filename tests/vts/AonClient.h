@@ -54,9 +54,6 @@ class RecordingCallback final
     std::vector<SensorEvent> sensorEvents() const;
 
   private:
-    std::optional<size_t> FindSensorStateLocked(int32_t sensorId, int32_t state, size_t from) const
-            REQUIRES(mLock);
-
     mutable std::mutex mLock;
     mutable std::condition_variable mCallArrived;
     std::vector<Event> mEvents GUARDED_BY(mLock);

@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <thread>
@@ -22,45 +23,33 @@ namespace aon_vts {
 namespace {
 
 // argv[1] of the child; then the instance, the write end of the pipe back to the test, and the
-// configuration's fields.
+// configuration's fields as "sensorId,width,height,fps,serviceType,deliveryMode".
 constexpr char kChildFlag[] = "--aon-client-that-dies";
 constexpr auto kChildTimeout = std::chrono::seconds(10);
 
-void WriteAll(int fd, const std::string& text) {
-    size_t written = 0;
-    while (written < text.size()) {
-        const ssize_t n = write(fd, text.data() + written, text.size() - written);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return;
-        written += static_cast<size_t>(n);
-    }
-}
-
-// The child: plays the client through binder, reports "handle <n>" or "error <what>" on the pipe,
-// then dies without unsubscribing or unregistering.
+// The child: plays the client through binder, reports "handle <n>" or "error <what>" on the pipe
+// (one short write, which a pipe takes whole), then dies without unsubscribing or unregistering.
 [[noreturn]] void PlayClientThatDies(char** argv) {
     const std::string instance = argv[2];
     const int reportFd = std::atoi(argv[3]);
     SensorConfigInfo config;
-    config.sensorId = std::atoi(argv[4]);
-    config.frameWidth = std::atoi(argv[5]);
-    config.frameHeight = std::atoi(argv[6]);
-    config.fps = std::atoi(argv[7]);
-    config.serviceType = std::atoi(argv[8]);
-    config.deliveryMode = std::atoi(argv[9]);
-
+    if (std::sscanf(argv[4], "%d,%d,%d,%d,%d,%d", &config.sensorId, &config.frameWidth,
+                    &config.frameHeight, &config.fps, &config.serviceType,
+                    &config.deliveryMode) != 6) {
+        _exit(2);
+    }
     ABinderProcess_setThreadPoolMaxThreadCount(1);
     ABinderProcess_startThreadPool();
     std::shared_ptr<IAONService> service = GetService(instance);
-    if (service == nullptr) {
-        WriteAll(reportFd, "error no service " + instance);
-        _exit(1);
-    }
-    auto callback = ::ndk::SharedRefBase::make<RecordingCallback>();
     int64_t handle = 0;
-    const std::string error = RegisterSubscribeStart(*service, callback, config, &handle);
-    WriteAll(reportFd, error.empty() ? "handle " + std::to_string(handle) : "error " + error);
-    _exit(0);
+    const std::string error =
+            service == nullptr ? "no service " + instance
+                               : RegisterSubscribeStart(
+                                         *service, ::ndk::SharedRefBase::make<RecordingCallback>(),
+                                         config, &handle);
+    const std::string report =
+            error.empty() ? "handle " + std::to_string(handle) : "error " + error;
+    _exit(write(reportFd, report.data(), report.size()) < 0 ? 1 : 0);
 }
 
 // Reads what the child writes until it closes the pipe (it dies), at most until `deadline`.
@@ -84,7 +73,7 @@ bool ReadUntilClosed(int fd, std::chrono::steady_clock::time_point deadline, std
 }  // namespace
 
 int PrepareProcess(int argc, char** argv) {
-    if (argc == 10 && std::string(argv[1]) == kChildFlag) PlayClientThatDies(argv);
+    if (argc == 5 && std::string(argv[1]) == kChildFlag) PlayClientThatDies(argv);
     return -1;
 }
 
@@ -99,16 +88,12 @@ DeadClient RunClientThatDies(const std::string& instance, const SensorConfigInfo
     }
     // Everything the child needs is made before the fork: between fork and exec it only clears
     // close-on-exec on the write end and execs.
-    const std::vector<std::string> args = {"/proc/self/exe",
-                                           kChildFlag,
-                                           instance,
-                                           std::to_string(pipeFds[1]),
-                                           std::to_string(config.sensorId),
-                                           std::to_string(config.frameWidth),
-                                           std::to_string(config.frameHeight),
-                                           std::to_string(config.fps),
-                                           std::to_string(config.serviceType),
-                                           std::to_string(config.deliveryMode)};
+    const std::string fields =
+            std::to_string(config.sensorId) + "," + std::to_string(config.frameWidth) + "," +
+            std::to_string(config.frameHeight) + "," + std::to_string(config.fps) + "," +
+            std::to_string(config.serviceType) + "," + std::to_string(config.deliveryMode);
+    const std::vector<std::string> args = {"/proc/self/exe", kChildFlag, instance,
+                                           std::to_string(pipeFds[1]), fields};
     std::vector<char*> argv;
     for (const std::string& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);

@@ -40,44 +40,36 @@ constexpr auto kTimeout = 5s;
 // The largest frame whose event fits a client's binder buffer with room to spare.
 constexpr int32_t kMaxFramePixels = 640 * 480;
 
-// The service-type bit whose parser produces `key`; 0 for the image keys; -1 for a key the service
-// never sends before the frame keys.
-int32_t DetectorBitOf(int32_t key) {
-    if (key >= 100 && key <= 103) return 1;
-    if (key == 200) return 2;
-    if (key == 300) return 4;
-    if (key == 400) return 8;
-    if (key >= 700 && key <= 703) return 0;
-    return -1;
-}
-
-// What is wrong with the order of an event's results, or "" when nothing is: the detector
-// entries in bit order (fusion, face angle, gaze, face feature), each only for a bit the event
-// ran, then the four image entries or none, then the frame id, width and height, as intValue.
+// What is wrong with the order of an event's results, or "" when nothing is: the detector keys
+// in ascending order (fusion 100 to 103, face angle 200, gaze 300, face feature 400), each only
+// for a bit the event ran, then the four image keys 700 to 703 or none, then the frame id, width
+// and height (keys 0, 1, 2) as intValue.
 std::string KeyOrderProblem(const AONCallBackInfo& info) {
     const std::vector<AONResult>& results = info.results;
-    if (results.size() < 3) return "fewer results than the three frame keys";
-    const size_t frameKeys = results.size() - 3;
-    for (int32_t key = 0; key < 3; ++key) {
-        const AONResult& result = results[frameKeys + key];
-        if (result.key != key || result.value.getTag() != AONResultValue::Tag::intValue) {
-            return "result " + std::to_string(frameKeys + key) + " is key " +
-                   std::to_string(result.key) + ", not frame key " + std::to_string(key) +
-                   " as an intValue";
-        }
-    }
+    const size_t count = results.size();
+    if (count < 3) return "fewer results than the three frame keys";
     int32_t previous = -1;
     size_t imageKeys = 0;
-    for (size_t i = 0; i < frameKeys; ++i) {
+    for (size_t i = 0; i < count; ++i) {
         const int32_t key = results[i].key;
-        const int32_t bit = DetectorBitOf(key);
-        if (bit < 0) return "key " + std::to_string(key) + " before the frame keys";
-        if (bit != 0 && (info.serviceType & bit) == 0) {
-            return "key " + std::to_string(key) + " in an event of service type " +
-                   std::to_string(info.serviceType);
+        const std::string place = "key " + std::to_string(key) + " at " + std::to_string(i) +
+                                  " in an event of service type " +
+                                  std::to_string(info.serviceType);
+        if (i + 3 >= count) {
+            if (key != static_cast<int32_t>(i + 3 - count) ||
+                results[i].value.getTag() != AONResultValue::Tag::intValue) {
+                return place + ": not the frame key " + std::to_string(i + 3 - count);
+            }
+            continue;
         }
-        if (key <= previous) {
-            return "key " + std::to_string(key) + " after key " + std::to_string(previous);
+        const int32_t bit = key >= 700 && key <= 703   ? 0
+                            : key >= 100 && key <= 103 ? 1
+                            : key == 200               ? 2
+                            : key == 300               ? 4
+                            : key == 400               ? 8
+                                                       : -1;
+        if (bit < 0 || (bit != 0 && (info.serviceType & bit) == 0) || key <= previous) {
+            return place + ": out of place after key " + std::to_string(previous);
         }
         previous = key;
         if (bit == 0) ++imageKeys;
@@ -166,16 +158,14 @@ class AonHalTest : public testing::TestWithParam<std::string> {
     std::optional<int64_t> mHandle;  // while the test's client is registered
 };
 
-TEST_P(AonHalTest, AnswersItsInterfaceVersionAndHash) {
+TEST_P(AonHalTest, AnswersItsVersionHashAndAConsistentSensorList) {
     int32_t version = 0;
     ASSERT_THAT(mService->getInterfaceVersion(&version), IsOk());
     EXPECT_EQ(IAONService::version, version);
     std::string hash;
     ASSERT_THAT(mService->getInterfaceHash(&hash), IsOk());
     EXPECT_EQ(IAONService::hash, hash);
-}
 
-TEST_P(AonHalTest, SensorListIsNotEmptyAndEachEntryIsConsistent) {
     std::vector<AONSensorInfo> sensors;
     ASSERT_THAT(mService->getAonSensorInfoList(&sensors), IsOk());
     ASSERT_FALSE(sensors.empty());
@@ -195,19 +185,17 @@ TEST_P(AonHalTest, SensorListIsNotEmptyAndEachEntryIsConsistent) {
     }
 }
 
-TEST_P(AonHalTest, NullCallbackIsRefusedBeforeItLeavesTheClient) {
-    // The callback is not @nullable: the client's proxy cannot write a null interface and answers
-    // STATUS_UNEXPECTED_NULL without a transaction, so through binder no client ever sees the
-    // service's own answer to a null callback (EX_ILLEGAL_ARGUMENT, which the in-process service
-    // suites check).
+// The callback is not @nullable: the client's proxy cannot write a null interface and answers
+// STATUS_UNEXPECTED_NULL without a transaction, so through binder no client ever sees the
+// service's own answer to a null callback (EX_ILLEGAL_ARGUMENT, which the in-process service
+// suites check). A handle never issued is refused with error 1 by every call that takes one.
+TEST_P(AonHalTest, NullCallbackAndUnknownHandleAreRefused) {
     int64_t handle = -7;
     ndk::ScopedAStatus status = mService->registerClient(nullptr, 1, &handle);
     EXPECT_EQ(EX_TRANSACTION_FAILED, status.getExceptionCode()) << status.getDescription();
     EXPECT_EQ(STATUS_UNEXPECTED_NULL, status.getStatus()) << status.getDescription();
     EXPECT_EQ(-7, handle);
-}
 
-TEST_P(AonHalTest, UnknownHandleIsRefusedWithError1) {
     constexpr int64_t kUnknown = int64_t{1} << 40;  // never issued: handles count clients
     const SensorConfigInfo config;
     const struct {

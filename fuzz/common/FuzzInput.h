@@ -17,7 +17,10 @@ class FuzzInput final {
 
     uint8_t Byte() { return empty() ? 0 : mData[mOffset++]; }
     bool Bool() { return (Byte() & 1) != 0; }
-    uint16_t U16() { return static_cast<uint16_t>(Byte() | (Byte() << 8)); }
+    uint16_t U16() {
+        const uint16_t low = Byte();  // the operands of | are unsequenced: read in two statements
+        return static_cast<uint16_t>(low | (Byte() << 8));
+    }
     uint32_t U32() {
         uint32_t value = 0;
         for (int shift = 0; shift < 32; shift += 8) value |= static_cast<uint32_t>(Byte()) << shift;

@@ -1,7 +1,6 @@
 // Admission, handles, death links and death notification of the client registry.
 #include <host/binder_control.h>
 
-#include <functional>
 #include <utility>
 
 #include "tests/callback/RegistryFixture.h"
@@ -9,17 +8,6 @@
 
 namespace aon_test {
 namespace {
-
-using SensorStates = std::vector<std::pair<int, int>>;
-
-SensorStates ReceivedStates(const FakeServiceCallback& fake, long expectedHandle) {
-    SensorStates states;
-    for (const auto& event : fake.sensorEvents()) {
-        EXPECT_EQ(expectedHandle, event.clientHandle);
-        states.emplace_back(event.info.sensorId, event.info.state);
-    }
-    return states;
-}
 
 TEST_F(RemoteCallbackManagerTest, NullCallbackIsRefusedAndUnknownHandleOrDeathIgnored) {
     long handle = 42;
@@ -45,7 +33,7 @@ TEST_F(RemoteCallbackManagerTest, NullCallbackIsRefusedAndUnknownHandleOrDeathIg
 // -2 (and *handle set to the count, 1) is then admitted with handle 1 again. Only a death is told
 // to the listener: once, after the client is forgotten, with the registry's mutex released.
 struct Departure : Named {
-    std::function<void(RemoteCallbackManager&, const RemoteCallback&)> leave;
+    int how;  // 0: Clear, 1: UnregisterClient, 2: the client's process dies
     int priority;
     const char* line;
     SensorStates statesForNextClient;  // Clear forgets the remembered states, the others keep them
@@ -72,7 +60,9 @@ TEST_P(ClientDepartureTest, SecondClientIsRefusedUntilTheFirstLeaves) {
     EXPECT_EQ(0u, host::LinkedDeathRecipientCount(second.binder.get()));
     EXPECT_EQ(0u, second.fake->sensorEventCount());
 
-    GetParam().leave(*mRegistry, first);  // a kill returns once the registry has handled it
+    if (GetParam().how == 0) mRegistry->Clear();
+    if (GetParam().how == 1) EXPECT_EQ(0, mRegistry->UnregisterClient(1));
+    if (GetParam().how == 2) host::KillProcess(first.pid);  // returns once the death is handled
     EXPECT_TRUE(logged(GetParam().priority, GetParam().line));
     EXPECT_FALSE(mRegistry->CheckClientHandleRegistered(1));
     EXPECT_EQ(0u, host::LinkedDeathRecipientCount(first.binder.get()));
@@ -92,20 +82,14 @@ TEST_P(ClientDepartureTest, SecondClientIsRefusedUntilTheFirstLeaves) {
 INSTANTIATE_TEST_SUITE_P(
         Departures, ClientDepartureTest,
         ::testing::Values(
-                Departure{"Clear",
-                          [](RemoteCallbackManager& r, const RemoteCallback&) { r.Clear(); },
-                          ANDROID_LOG_INFO, "RemoteCallbackManager clear", {}, 0},
-                Departure{"Unregister",
-                          [](RemoteCallbackManager& r, const RemoteCallback&) {
-                              EXPECT_EQ(0, r.UnregisterClient(1));
-                          },
-                          ANDROID_LOG_INFO, "unregister client:1", {{4, 2}}, 0},
+                Departure{"Clear", 0, ANDROID_LOG_INFO, "RemoteCallbackManager clear", {}, 0},
+                Departure{"Unregister", 1, ANDROID_LOG_INFO, "unregister client:1", {{4, 2}}, 0},
                 Departure{"Death",
-                          [](RemoteCallbackManager&, const RemoteCallback& client) {
-                              host::KillProcess(client.pid);
-                          },
-                          ANDROID_LOG_WARN, "unregister client for remote callback died:1",
-                          {{4, 2}}, 1}),
+                          2,
+                          ANDROID_LOG_WARN,
+                          "unregister client for remote callback died:1",
+                          {{4, 2}},
+                          1}),
         CaseName());
 
 TEST_F(RemoteCallbackManagerTest, SameRemoteObjectTwiceKeepsOneEntryAndRenewsItsDeathLink) {

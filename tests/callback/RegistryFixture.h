@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "callback/IRemoteCallbackManagerListener.h"
@@ -56,6 +57,18 @@ class FakeListener final : public tarvo::aon::IRemoteCallbackManagerListener {
     std::vector<Death> mDeaths;
     std::vector<std::future<bool>> mPendingProbes;
 };
+
+using SensorStates = std::vector<std::pair<int, int>>;
+
+// The sensor states `fake` received, as {sensorId, state}, each checked to carry `expectedHandle`.
+inline SensorStates ReceivedStates(const FakeServiceCallback& fake, long expectedHandle) {
+    SensorStates states;
+    for (const auto& event : fake.sensorEvents()) {
+        EXPECT_EQ(expectedHandle, event.clientHandle);
+        states.emplace_back(event.info.sensorId, event.info.state);
+    }
+    return states;
+}
 
 class RemoteCallbackManagerTest : public ::testing::Test {
   protected:

@@ -42,18 +42,14 @@ class FakeServiceCallback final
     std::function<void()> onDestroyed;  // set before the fake is shared
 
     ::ndk::ScopedAStatus onAONEvent(int64_t handle, const AONCallBackInfo& info) override {
-        return Record(&FakeServiceCallback::mEvents, Event{handle, info, std::this_thread::get_id()});
+        Record(&FakeServiceCallback::mEvents, Event{handle, info, std::this_thread::get_id()});
+        return ::ndk::ScopedAStatus::ok();
     }
     ::ndk::ScopedAStatus onAONSensorEvent(int64_t handle, const AONSensorStateInfo& info) override {
-        ::ndk::ScopedAStatus status = Record(&FakeServiceCallback::mSensorEvents,
-                                             SensorEvent{handle, info, std::this_thread::get_id()});
-        std::function<void(int64_t, const AONSensorStateInfo&)> reaction;
-        {
-            std::lock_guard<std::mutex> guard(mLock);
-            reaction = mSensorEventReaction;
-        }
+        const auto reaction = Record(&FakeServiceCallback::mSensorEvents,
+                                     SensorEvent{handle, info, std::this_thread::get_id()});
         if (reaction) reaction(handle, info);
-        return status;
+        return ::ndk::ScopedAStatus::ok();
     }
 
     // Runs inside every later onAONSensorEvent, once it is recorded, on the calling thread: a
@@ -78,22 +74,18 @@ class FakeServiceCallback final
         std::lock_guard<std::mutex> guard(mLock);
         return mSensorEvents;
     }
-    size_t eventCount() const {
-        std::lock_guard<std::mutex> guard(mLock);
-        return mEvents.size();
-    }
-    size_t sensorEventCount() const {
-        std::lock_guard<std::mutex> guard(mLock);
-        return mSensorEvents.size();
-    }
+    size_t eventCount() const { return events().size(); }
+    size_t sensorEventCount() const { return sensorEvents().size(); }
 
   private:
+    using Reaction = std::function<void(int64_t, const AONSensorStateInfo&)>;
+    // Records the call; returns the sensor-state reaction in force, to run outside the lock.
     template <typename T>
-    ::ndk::ScopedAStatus Record(std::vector<T> FakeServiceCallback::*calls, T call) {
+    Reaction Record(std::vector<T> FakeServiceCallback::*calls, T call) {
         std::lock_guard<std::mutex> guard(mLock);
         (this->*calls).push_back(std::move(call));
         mCallArrived.notify_all();
-        return ::ndk::ScopedAStatus::ok();
+        return mSensorEventReaction;
     }
     template <typename T>
     bool WaitFor(std::vector<T> FakeServiceCallback::*calls, size_t count,
@@ -107,7 +99,7 @@ class FakeServiceCallback final
     mutable std::condition_variable mCallArrived;
     std::vector<Event> mEvents GUARDED_BY(mLock);
     std::vector<SensorEvent> mSensorEvents GUARDED_BY(mLock);
-    std::function<void(int64_t, const AONSensorStateInfo&)> mSensorEventReaction GUARDED_BY(mLock);
+    Reaction mSensorEventReaction GUARDED_BY(mLock);
 };
 
 // A fake placed in the simulated client process `pid`, and the proxy the service gets for it.

@@ -61,7 +61,7 @@ TEST_P(ClientDepartureTest, SecondClientIsRefusedUntilTheFirstLeaves) {
     EXPECT_EQ(0u, second.fake->sensorEventCount());
 
     if (GetParam().how == 0) mRegistry->Clear();
-    if (GetParam().how == 1) EXPECT_EQ(0, mRegistry->UnregisterClient(1));
+    EXPECT_EQ(0, GetParam().how == 1 ? mRegistry->UnregisterClient(1) : 0);
     if (GetParam().how == 2) host::KillProcess(first.pid);  // returns once the death is handled
     EXPECT_TRUE(logged(GetParam().priority, GetParam().line));
     EXPECT_FALSE(mRegistry->CheckClientHandleRegistered(1));
@@ -90,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(
                           "unregister client for remote callback died:1",
                           {{4, 2}},
                           1}),
-        CaseName());
+        ::testing::PrintToStringParamName());
 
 TEST_F(RemoteCallbackManagerTest, SameRemoteObjectTwiceKeepsOneEntryAndRenewsItsDeathLink) {
     RemoteCallback client = MakeRemoteCallback();

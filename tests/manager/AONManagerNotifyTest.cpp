@@ -57,29 +57,6 @@ TEST_F(AONManagerNotifyTest, OpenStopsStreamAndSendsServiceStopOnlyForAnotherSen
     ExpectWorkerCalls();
 }
 
-TEST_F(AONManagerNotifyTest, StartIsRefusedUntilCloseWorkerHasRun) {
-    Register();
-    Gate busy;
-    mCallback->HoldNextCall(&busy);
-    mManager->NotifyOpen(kFrontDevice);
-    ASSERT_TRUE(busy.WaitEntered());
-
-    // The close waits behind the open worker; until its own worker ran the sensor stays taken.
-    auto close = std::async(std::launch::async, [this] { mManager->NotifyClose(kFrontDevice); });
-    EXPECT_EQ(-19, mManager->StartService(1));
-    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO,
-                        "sensor 0 is in used, CameraDevice 5 with sensorIds:0, is opened."));
-    EXPECT_EQ(0u, mStream.CountOf(AovCall::kInit));
-    EXPECT_EQ(0, mManager->GetServiceTypeStarted());
-
-    busy.Open();
-    close.get();
-    ASSERT_TRUE(mCallback->WaitForCalls(2));
-    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "mOpenDeviceMap erase instanceId=5 sensorIds:0,"));
-    EXPECT_EQ(0, mManager->StartService(1));
-    EXPECT_EQ((Calls{"Busy(0)", "Idle(0)", "Start(0)"}), mCallback->StateCalls());
-}
-
 TEST_F(AONManagerNotifyTest, QuickSequencesReachCallbackInCallOrder) {
     Register();
     Gate firstBusy;
@@ -87,13 +64,18 @@ TEST_F(AONManagerNotifyTest, QuickSequencesReachCallbackInCallOrder) {
     mManager->NotifyOpen(kFrontDevice);
     ASSERT_TRUE(firstBusy.WaitEntered());
 
-    // Issued while the first worker is still busy; each waits for the worker before it.
+    // Issued while the first worker is still busy; each waits for the worker before it, and until
+    // the close's own worker has run the sensor stays taken.
     auto camera = std::async(std::launch::async, [this] {
         mManager->NotifyClose(kFrontDevice);
         mManager->NotifyOpen(kRearDevice);
         mManager->NotifyClose(kRearDevice);
         mManager->NotifyOpen(kFrontDevice);
     });
+    EXPECT_EQ(-19, mManager->StartService(1));
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO,
+                        "sensor 0 is in used, CameraDevice 5 with sensorIds:0, is opened."));
+    EXPECT_EQ(0u, mStream.CountOf(AovCall::kInit));
     // A close that did not wait would have its worker's Idle(0) recorded before the held Busy(0).
     firstBusy.Open();
     camera.get();
@@ -102,6 +84,7 @@ TEST_F(AONManagerNotifyTest, QuickSequencesReachCallbackInCallOrder) {
     EXPECT_EQ((Calls{"Busy(0)", "Idle(0)", "Busy(2)", "Idle(2)", "Busy(0)"}),
               mCallback->StateCalls());
     ExpectWorkerCalls();
+    EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "mOpenDeviceMap erase instanceId=5 sensorIds:0,"));
     // The vendor hears of an open at once on the caller's thread, of a close from its worker.
     std::vector<std::vector<int32_t>> told[2];  // closed, opened
     for (const auto& call : mStream.CallsOf(AovCall::kNotifySensorState)) {

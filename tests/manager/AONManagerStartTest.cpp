@@ -84,7 +84,7 @@ INSTANTIATE_TEST_SUITE_P(
                                         0x201E, 1, nullptr},
                           UserParamCase{"UnknownDepthsFallBack", 1, "9", "26", nullptr, 30, 0,
                                         0x1000, 0x1000, 0, "unknown depth=1a"}),
-        CaseName());
+        ::testing::PrintToStringParamName());
 
 class AONManagerStartTest : public ManagerTest {
   protected:

@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, DeliveryModeMergeTest,
                                            DeliveryModeCase{"TimeBasedYields", 1, 2, false, 2, 15},
                                            DeliveryModeCase{"Equal", 2, 2, false, 2, 15},
                                            DeliveryModeCase{"Conflict", 2, 3, true, 15, 0}),
-                         CaseName());
+                         ::testing::PrintToStringParamName());
 
 struct RunningCase : Named {
     SensorConfigInfo running;
@@ -117,7 +117,7 @@ INSTANTIATE_TEST_SUITE_P(
                             "exist use deliveryMode:2, new config:3, not support"},
                 RunningCase{"Covered", Config(0, 640, 480, 30, 0x3, 2),
                             Config(0, 320, 240, 15, 0x1, 1), ""}),
-        CaseName());
+        ::testing::PrintToStringParamName());
 
 TEST_F(ArbitrationTest, StopRestartsStreamWithTypesOthersStillUse) {
     ASSERT_THAT(mPeer.Subscribe(2, Config(0, 640, 480, 30, 0x1)), IsOk());

@@ -112,7 +112,7 @@ INSTANTIATE_TEST_SUITE_P(
                            "getAonSensorInfoList",
                            {{0, 1}, {0, 0}}},
                 NestedCall{{"Replaced"}, 2, "replaceClient", "subscribeSensor", {{0, 1}, {0, 0}}}),
-        CaseName());
+        ::testing::PrintToStringParamName());
 
 }  // namespace
 }  // namespace aon_test

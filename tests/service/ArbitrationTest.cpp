@@ -136,7 +136,7 @@ TEST_F(ArbitrationTest, StopRestartsStreamWithTypesOthersStillUse) {
     EXPECT_THAT(StreamCalls(),
                 ElementsAre(Init(0, 640, 480, 30, 0x3), "uninit", Init(0, 640, 480, 30, 0x1)));
     ASSERT_TRUE(mClient.fake->waitForSensorEvents(3, kTimeout));
-    EXPECT_EQ(StatesOf(*mClient.fake), (States{{0, 1}, {0, 0}, {0, 1}}));
+    EXPECT_EQ(mClient.fake->states(), (States{{0, 1}, {0, 0}, {0, 1}}));
 }
 
 // A start of types the stream does not run is refused; a stop of types not started leaves it be.

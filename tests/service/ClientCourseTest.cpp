@@ -100,7 +100,7 @@ TEST_F(ClientCourseTest, TypicalClientSession) {
                                            "uninit", "notify 0, opened 0",
                                            Init(0, 640, 480, 30, 0x5), "uninit"));
     ASSERT_TRUE(client.fake->waitForSensorEvents(5, kTimeout));
-    EXPECT_EQ(StatesOf(*client.fake), (States{{0, 1}, {0, 2}, {0, 0}, {0, 1}, {0, 0}}));
+    EXPECT_EQ(client.fake->states(), (States{{0, 1}, {0, 2}, {0, 0}, {0, 1}, {0, 0}}));
     for (const auto& state : client.fake->sensorEvents()) EXPECT_EQ(state.clientHandle, 1);
     EXPECT_EQ(client.fake->events().front().clientHandle, 1);
     EXPECT_THAT(Complaints(), IsEmpty());

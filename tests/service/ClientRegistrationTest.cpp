@@ -2,7 +2,6 @@
 // unregisterClient enforces, and what a dead client leaves behind.
 #include <host/binder_control.h>
 
-#include <functional>
 #include <future>
 
 #include "manager/AONManager.h"
@@ -20,18 +19,13 @@ TEST_F(ClientRegistrationTest, NullCallbackAndUnknownHandleAreRefused) {
               EX_ILLEGAL_ARGUMENT);
     EXPECT_EQ(handle, 5);
     EXPECT_TRUE(HasLine(ANDROID_LOG_ERROR, "callback is null"));
-    const std::pair<std::function<ndk::ScopedAStatus()>, const char*> cases[] = {
-            {[&] { return mService->subscribeSensor(7, Config(0, 640, 480, 10, 1)); },
-             "clientHandle not register"},
-            {[&] { return mService->startService(7, 1); }, "in_clientHandle not register"},
-            {[&] { return mService->stopService(7, 1); }, "in_clientHandle not register"},
-            {[&] { return mService->unsubscribeSensor(7); }, "in_clientHandle not register"},
-            {[&] { return mService->unregisterClient(7); }, "in_clientHandle not register"},
-    };
-    for (const auto& [call, message] : cases) {
-        SCOPED_TRACE(message);
+    for (const std::string method : {"subscribeSensor", "startService", "stopService",
+                                     "unsubscribeSensor", "unregisterClient"}) {
+        const std::string message = method == "subscribeSensor" ? "clientHandle not register"
+                                                                : "in_clientHandle not register";
+        SCOPED_TRACE(method);
         mLog.clear();
-        EXPECT_THAT(call(), ServiceSpecificErrorIs(1, message));
+        EXPECT_THAT(Call(*mService, method, nullptr, 7), ServiceSpecificErrorIs(1, message));
         EXPECT_THAT(mLog.linesOf("AONService"),
                     ElementsAre(HalLine(ANDROID_LOG_ERROR, "in_clientHandle not register")));
     }
@@ -73,8 +67,8 @@ TEST_F(ClientRegistrationTest, NewClientReplacesRunningOne) {
                             HalLine(ANDROID_LOG_ERROR, "UnsubscribeSensor failed:0"),
                             HalLine(ANDROID_LOG_INFO, "register callback success-> client:1, type:1")));
     EXPECT_THAT(StreamCalls(), ElementsAre(Init(0, 640, 480, 30, 0x3), "uninit"));
-    EXPECT_EQ(StatesOf(*first.fake), (States{{0, 1}, {0, 0}}));
-    EXPECT_THAT(StatesOf(*second.fake), IsEmpty());
+    EXPECT_EQ(first.fake->states(), (States{{0, 1}, {0, 0}}));
+    EXPECT_THAT(second.fake->states(), IsEmpty());
     EXPECT_EQ(host::LinkedDeathRecipientCount(first.binder.get()), 0u);
     // Nothing of the old client's subscription is left to start on.
     EXPECT_THAT(mService->startService(1, 0x1),

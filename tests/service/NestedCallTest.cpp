@@ -23,24 +23,6 @@ namespace {
 using tarvo::aon::AONService;
 using Status = ndk::ScopedAStatus;
 
-// A binder method of handle 1 by name: "registerClient" registers `client`, "replaceClient" a new
-// client.
-Status Call(AONService& service, const std::string& method,
-            std::shared_ptr<IAONServiceCallBack> client = nullptr) {
-    int64_t handle = 0;
-    std::vector<AONService::AONSensorInfo> sensors;
-    if (method == "registerClient" || method == "replaceClient") {
-        return service.registerClient(client ? client : MakeRemoteCallback(kClientPid + 1).proxy,
-                                      kAllTypes, &handle);
-    }
-    if (method == "getAonSensorInfoList") return service.getAonSensorInfoList(&sensors);
-    if (method == "subscribeSensor") return service.subscribeSensor(1, Config(0, 640, 480, 30, 3));
-    if (method == "startService") return service.startService(1, 0x3);
-    if (method == "stopService") return service.stopService(1, 0x3);
-    if (method == "unsubscribeSensor") return service.unsubscribeSensor(1);
-    return service.unregisterClient(1);
-}
-
 struct NestedCall : Named {
     int setUp;           // 0: the camera holds the sensor, 1: subscribed, 2: subscribed and started
     const char* outer;   // the call during which the client is called
@@ -96,7 +78,7 @@ TEST_P(NestedCallTest, CallFromInsideACallbackNeverStallsTheService) {
             HasLine(ANDROID_LOG_ERROR, std::string("nested call ") + c.nested +
                                                " refused: a client called the service from "
                                                "inside a callback the service is making to it"));
-    EXPECT_EQ(StatesOf(*client.fake), c.states);
+    EXPECT_EQ(client.fake->states(), c.states);
     client.fake->setSensorEventReaction(nullptr);
 }
 

@@ -24,7 +24,6 @@ namespace aon_test {
 using ::aidl::vendor::tarvo::hardware::camera::aon::SensorConfigInfo;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using States = std::vector<std::pair<int32_t, int32_t>>;
 
 constexpr std::chrono::milliseconds kTimeout{2000};
 constexpr int32_t kAllTypes = 0xF;
@@ -40,6 +39,25 @@ inline std::string Init(int32_t sensorId, int32_t width, int32_t height, int32_t
     return "init " + std::to_string(sensorId) + " " + std::to_string(width) + "x" +
            std::to_string(height) + "@" + std::to_string(fps) + "/" +
            std::to_string(requestedFps) + " t" + std::to_string(serviceType);
+}
+
+// A binder method by name, for `handle`: "registerClient" registers `client`, "replaceClient" a
+// new client.
+inline ndk::ScopedAStatus Call(tarvo::aon::AONService& service, const std::string& method,
+                               std::shared_ptr<IAONServiceCallBack> client = nullptr,
+                               int64_t handle = 1) {
+    std::vector<tarvo::aon::AONService::AONSensorInfo> sensors;
+    if (method == "registerClient" || method == "replaceClient") {
+        return service.registerClient(client ? client : MakeRemoteCallback(kClientPid + 1).proxy,
+                                      kAllTypes, &handle);
+    }
+    if (method == "getAonSensorInfoList") return service.getAonSensorInfoList(&sensors);
+    if (method == "subscribeSensor")
+        return service.subscribeSensor(handle, Config(0, 640, 480, 30, 3));
+    if (method == "startService") return service.startService(handle, 0x3);
+    if (method == "stopService") return service.stopService(handle, 0x3);
+    if (method == "unsubscribeSensor") return service.unsubscribeSensor(handle);
+    return service.unregisterClient(handle);
 }
 
 class ServiceTest : public ::testing::Test {
@@ -68,14 +86,6 @@ class ServiceTest : public ::testing::Test {
             }
         }
         return calls;
-    }
-    // The sensor states a client received, as {sensorId, state}.
-    static States StatesOf(const FakeServiceCallback& client) {
-        States states;
-        for (const auto& event : client.sensorEvents()) {
-            states.emplace_back(event.info.sensorId, event.info.state);
-        }
-        return states;
     }
     bool HasLine(int priority, const std::string& text) const {
         return mLog.hasLine(priority, "AONService", text);

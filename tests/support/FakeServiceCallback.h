@@ -16,9 +16,12 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace aon_test {
+
+using States = std::vector<std::pair<int32_t, int32_t>>;
 
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
@@ -73,6 +76,13 @@ class FakeServiceCallback final
     std::vector<SensorEvent> sensorEvents() const {
         std::lock_guard<std::mutex> guard(mLock);
         return mSensorEvents;
+    }
+    // The sensor states received, as {sensorId, state}.
+    States states() const {
+        States result;
+        for (const SensorEvent& e : sensorEvents())
+            result.emplace_back(e.info.sensorId, e.info.state);
+        return result;
     }
     size_t eventCount() const { return events().size(); }
     size_t sensorEventCount() const { return sensorEvents().size(); }

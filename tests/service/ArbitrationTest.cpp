@@ -2,9 +2,47 @@
 // the stream idles or runs, how they merge, and when a stop leaves, stops or restarts the stream.
 // Handle 1 is a registered client; handle 2 exists only in the service's tables (see
 // AONServiceTestPeer).
-#include "tests/service/AONServiceTestPeer.h"
+#include <cstdint>
+#include <mutex>
+
+#include "service/AONService.h"
 #include "tests/service/ServiceTestBase.h"
 #include "tests/support/Named.h"
+
+namespace tarvo::aon {
+
+// Test access to AONService's per-handle tables. The registry admits one client and issues handle
+// 1 to it, so a second handle never reaches the binder methods; the peer gives that handle what
+// registerClient would record for it and drives the operations that follow the registry check,
+// under the service's lock, as the binder methods do.
+class AONServiceTestPeer final {
+  public:
+    using SensorConfigInfo = AONService::SensorConfigInfo;
+
+    explicit AONServiceTestPeer(AONService& service) : mService(service) {}
+
+    void RegisterHandle(int64_t handle, int32_t serviceType) {
+        std::lock_guard<std::mutex> lock(mService.mLock);
+        mService.mClientRegisterServiceType[handle] = serviceType;
+    }
+    ndk::ScopedAStatus Subscribe(int64_t handle, const SensorConfigInfo& config) {
+        std::lock_guard<std::mutex> lock(mService.mLock);
+        return mService.SubscribeSensorLocked(handle, config);
+    }
+    ndk::ScopedAStatus Start(int64_t handle, int32_t serviceType) {
+        std::lock_guard<std::mutex> lock(mService.mLock);
+        return mService.StartServiceLocked(handle, serviceType);
+    }
+    ndk::ScopedAStatus Stop(int64_t handle, int32_t serviceType) {
+        std::lock_guard<std::mutex> lock(mService.mLock);
+        return mService.StopServiceLocked(handle, serviceType);
+    }
+
+  private:
+    AONService& mService;
+};
+
+}  // namespace tarvo::aon
 
 namespace aon_test {
 namespace {

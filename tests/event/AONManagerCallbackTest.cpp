@@ -5,12 +5,18 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <mutex>
 #include <string>
 
 #include "event/AONManagerCallback.h"
 #include "event/AovEvent.h"
+#include "host/DataAon.h"
 #include "host/EventBuilder.h"
-#include "tests/event/DumpDirectory.h"
 #include "tests/event/FakeOutEventCallback.h"
 #include "tests/support/LogCapture.h"
 
@@ -20,6 +26,53 @@ namespace {
 using namespace tarvo::aon;
 using host::EventBuilder;
 using host::ImageBlock;
+
+// While a DumpDirectory lives, "/data/aon/" opens go into a private temporary directory (the binary
+// links host_data_aon) and are recorded in call order; with none alive they fail with EACCES, so
+// no test writes to the machine's real directory. `present` false stands for a device without the
+// directory: opens go to a path that does not exist and fail as fopen fails there.
+struct DumpOpen {
+    std::string path, mode;
+};
+std::mutex gOpensLock;
+std::vector<DumpOpen> gOpens;
+[[maybe_unused]] const bool gRefusedAtStart = (host::RefuseDataAon(), true);
+
+class DumpDirectory final {
+  public:
+    explicit DumpDirectory(bool present = true) {
+        std::string pattern = (std::filesystem::temp_directory_path() / "aon_dump_XXXXXX").string();
+        if (mkdtemp(pattern.data()) == nullptr) abort();
+        mTempRoot = pattern;
+        mRoot = present ? mTempRoot : mTempRoot + "/missing";
+        std::lock_guard<std::mutex> guard(gOpensLock);
+        gOpens.clear();
+        host::SetDataAonObserver([](const char* path, const char* mode) {
+            std::lock_guard<std::mutex> guard(gOpensLock);
+            gOpens.push_back({path, mode});
+        });
+        host::RedirectDataAon(mRoot);
+    }
+    ~DumpDirectory() {
+        host::RefuseDataAon();
+        host::SetDataAonObserver(nullptr);
+        std::error_code ignored;
+        std::filesystem::remove_all(mTempRoot, ignored);
+    }
+    std::vector<DumpOpen> opens() const {
+        std::lock_guard<std::mutex> guard(gOpensLock);
+        return gOpens;
+    }
+    std::string read(const std::string& dataAonPath) const {  // what the product wrote there
+        std::ifstream in(mRoot + "/" + dataAonPath.substr(std::strlen("/data/aon/")),
+                         std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    }
+    bool exists() const { return std::filesystem::exists(mRoot); }
+
+  private:
+    std::string mTempRoot, mRoot;
+};
 
 class AONManagerCallbackTest : public ::testing::Test {
   protected:

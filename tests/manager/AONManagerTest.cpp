@@ -127,11 +127,10 @@ class ManagerTest : public ::testing::Test {
     }
     // The WARN and ERROR lines logged so far.
     std::vector<LogLine> Warnings() const {
-        std::vector<LogLine> warnings = mLog.lines();
-        warnings.erase(
-                std::remove_if(warnings.begin(), warnings.end(),
-                               [](const LogLine& l) { return l.priority < ANDROID_LOG_WARN; }),
-                warnings.end());
+        std::vector<LogLine> warnings;
+        for (const LogLine& line : mLog.lines()) {
+            if (line.priority >= ANDROID_LOG_WARN) warnings.push_back(line);
+        }
         return warnings;
     }
 

@@ -1,5 +1,5 @@
 // aon_test::FakeServiceCallback: a client's IAONServiceCallBack that records every call it gets
-// (the handle, its own copy of the record, the calling thread), with bounded waits for a number of
+// (the handle and its own copy of the record), with bounded waits for a number of
 // calls. Thread-safe: calls may arrive on any thread while the test reads or waits.
 //
 // MakeRemoteCallback() places a fake in a simulated client process and hands back the proxy the
@@ -15,7 +15,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -34,7 +33,6 @@ class FakeServiceCallback final
     struct Call {
         int64_t clientHandle;
         Info info;
-        std::thread::id thread;
     };
     using Event = Call<AONCallBackInfo>;
     using SensorEvent = Call<AONSensorStateInfo>;
@@ -45,12 +43,12 @@ class FakeServiceCallback final
     std::function<void()> onDestroyed;  // set before the fake is shared
 
     ::ndk::ScopedAStatus onAONEvent(int64_t handle, const AONCallBackInfo& info) override {
-        Record(&FakeServiceCallback::mEvents, Event{handle, info, std::this_thread::get_id()});
+        Record(&FakeServiceCallback::mEvents, Event{handle, info});
         return ::ndk::ScopedAStatus::ok();
     }
     ::ndk::ScopedAStatus onAONSensorEvent(int64_t handle, const AONSensorStateInfo& info) override {
-        const auto reaction = Record(&FakeServiceCallback::mSensorEvents,
-                                     SensorEvent{handle, info, std::this_thread::get_id()});
+        const auto reaction =
+                Record(&FakeServiceCallback::mSensorEvents, SensorEvent{handle, info});
         if (reaction) reaction(handle, info);
         return ::ndk::ScopedAStatus::ok();
     }

@@ -84,9 +84,7 @@ class RemoteCallbackManagerTest : public ::testing::Test {
         return handle;
     }
     void SendState(int sensorId, int state) {
-        AONSensorStateInfo info;
-        info.sensorId = sensorId;
-        info.state = state;
+        AONSensorStateInfo info{sensorId, state};
         mRegistry->OnAONSensorEvent(info);
     }
 
@@ -288,8 +286,7 @@ using ::aidl::vendor::tarvo::hardware::camera::aon::AONResultValue;
 AONCallBackInfo FaceEvent() {
     AONCallBackInfo info;
     info.serviceType = 2;
-    info.results.resize(1);
-    info.results[0].value = AONResultValue::make<AONResultValue::Tag::intValue>(77);
+    info.results = {{0, AONResultValue::make<AONResultValue::Tag::intValue>(77)}};
     return info;
 }
 

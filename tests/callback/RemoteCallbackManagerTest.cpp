@@ -5,7 +5,9 @@
 #include <android/log.h>
 #include <gtest/gtest.h>
 #include <host/binder_control.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -334,11 +336,19 @@ TEST_P(BusyRegistryTest, EventIsDroppedWhileSensorStateWaits) {
     });
     const bool held = gated->gate.WaitEntered();
     std::future<void> sensorEvent;
+    std::atomic<pid_t> sender{0};
     if (held) {
         AONCallBackInfo event = FaceEvent();
         mRegistry->OnAONEvent(event);
-        sensorEvent = std::async(std::launch::async, [this] { SendState(2, 1); });
-        EXPECT_EQ(std::future_status::timeout, sensorEvent.wait_for(std::chrono::milliseconds(100)))
+        sensorEvent = std::async(std::launch::async, [&] {
+            sender = gettid();
+            SendState(2, 1);
+        });
+        // The state is logged before the registry's mutex is taken: then the sender must sleep.
+        EXPECT_TRUE(WaitUntilAsleep(sender, [&] {
+            return logged(ANDROID_LOG_INFO, "OnAONSensorEvent:sensorId:2, state:1");
+        }));
+        EXPECT_EQ(0u, client.fake->sensorEventCount())
                 << "OnAONSensorEvent did not wait for the busy registry";
     }
     gated->gate.Open();

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include "manager/AONManager.h"
 #include "manager/IAONManagerCallback.h"
@@ -43,28 +44,23 @@ struct ManagerSlots : tarvo::aon::AONManager {
 TEST(VendorLayoutTest, VirtualSlotsOfTheBinaryContracts) {
     using tarvo::aon::AONManager;
     using tarvo::aon::IAONManagerCallback;
-    EXPECT_EQ(0u, SlotOf(&IAOVStream::vendorSlot0));
-    EXPECT_EQ(1u, SlotOf(&IAOVStream::getSensorList));
-    EXPECT_EQ(2u, SlotOf(&IAOVStream::getSensorInfo));
-    EXPECT_EQ(3u, SlotOf(&IAOVStream::getSensorMode));
-    EXPECT_EQ(4u, SlotOf(&IAOVStream::init));
-    EXPECT_EQ(5u, SlotOf(&IAOVStream::notifySensorState));
-    EXPECT_EQ(6u, SlotOf(&IAOVStream::uninit));
+    using Slots = std::vector<size_t>;
+    EXPECT_EQ((Slots{0, 1, 2, 3, 4, 5, 6}),
+              (Slots{SlotOf(&IAOVStream::vendorSlot0), SlotOf(&IAOVStream::getSensorList),
+                     SlotOf(&IAOVStream::getSensorInfo), SlotOf(&IAOVStream::getSensorMode),
+                     SlotOf(&IAOVStream::init), SlotOf(&IAOVStream::notifySensorState),
+                     SlotOf(&IAOVStream::uninit)}));
     EXPECT_EQ(2u, SlotOf(&IAOVStreamCallback::onCallback));  // after the two destructors
     EXPECT_EQ(12u, SlotOf(&HalLogicalDeviceList::getSensorId));
-
-    EXPECT_EQ(2u, SlotOf(&AONManager::onCallback));
-    EXPECT_EQ(3u, SlotOf(&AONManager::NotifyOpen));
-    EXPECT_EQ(4u, SlotOf(&AONManager::NotifyClose));
-    EXPECT_EQ(5u, ManagerSlots::InitAovStream());
-    EXPECT_EQ(6u, ManagerSlots::StopService());
-    EXPECT_EQ(7u, ManagerSlots::UninitAovStream());
-
-    EXPECT_EQ(2u, SlotOf(&IAONManagerCallback::onCallback));
-    EXPECT_EQ(3u, SlotOf(&IAONManagerCallback::OnServiceStart));
-    EXPECT_EQ(4u, SlotOf(&IAONManagerCallback::OnServiceStop));
-    EXPECT_EQ(5u, SlotOf(&IAONManagerCallback::OnSensorIdle));
-    EXPECT_EQ(6u, SlotOf(&IAONManagerCallback::OnSensorBusy));
+    EXPECT_EQ((Slots{2, 3, 4, 5, 6, 7}),
+              (Slots{SlotOf(&AONManager::onCallback), SlotOf(&AONManager::NotifyOpen),
+                     SlotOf(&AONManager::NotifyClose), ManagerSlots::InitAovStream(),
+                     ManagerSlots::StopService(), ManagerSlots::UninitAovStream()}));
+    EXPECT_EQ((Slots{2, 3, 4, 5, 6}), (Slots{SlotOf(&IAONManagerCallback::onCallback),
+                                             SlotOf(&IAONManagerCallback::OnServiceStart),
+                                             SlotOf(&IAONManagerCallback::OnServiceStop),
+                                             SlotOf(&IAONManagerCallback::OnSensorIdle),
+                                             SlotOf(&IAONManagerCallback::OnSensorBusy)}));
 }
 
 }  // namespace

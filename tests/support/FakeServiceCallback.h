@@ -1,5 +1,5 @@
 // aon_test::FakeServiceCallback: a client's IAONServiceCallBack that records every call it gets
-// (the handle, its own copy of the record, the calling thread), with bounded waits for a number of
+// (the handle and its own copy of the record), with bounded waits for a number of
 // calls. Thread-safe: calls may arrive on any thread while the test reads or waits.
 //
 // MakeRemoteCallback() places a fake in a simulated client process and hands back the proxy the
@@ -15,10 +15,12 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <thread>
+#include <utility>
 #include <vector>
 
 namespace aon_test {
+
+using States = std::vector<std::pair<int32_t, int32_t>>;
 
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
 using ::aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
@@ -31,7 +33,6 @@ class FakeServiceCallback final
     struct Call {
         int64_t clientHandle;
         Info info;
-        std::thread::id thread;
     };
     using Event = Call<AONCallBackInfo>;
     using SensorEvent = Call<AONSensorStateInfo>;
@@ -42,18 +43,14 @@ class FakeServiceCallback final
     std::function<void()> onDestroyed;  // set before the fake is shared
 
     ::ndk::ScopedAStatus onAONEvent(int64_t handle, const AONCallBackInfo& info) override {
-        return Record(&FakeServiceCallback::mEvents, Event{handle, info, std::this_thread::get_id()});
+        Record(&FakeServiceCallback::mEvents, Event{handle, info});
+        return ::ndk::ScopedAStatus::ok();
     }
     ::ndk::ScopedAStatus onAONSensorEvent(int64_t handle, const AONSensorStateInfo& info) override {
-        ::ndk::ScopedAStatus status = Record(&FakeServiceCallback::mSensorEvents,
-                                             SensorEvent{handle, info, std::this_thread::get_id()});
-        std::function<void(int64_t, const AONSensorStateInfo&)> reaction;
-        {
-            std::lock_guard<std::mutex> guard(mLock);
-            reaction = mSensorEventReaction;
-        }
+        const auto reaction =
+                Record(&FakeServiceCallback::mSensorEvents, SensorEvent{handle, info});
         if (reaction) reaction(handle, info);
-        return status;
+        return ::ndk::ScopedAStatus::ok();
     }
 
     // Runs inside every later onAONSensorEvent, once it is recorded, on the calling thread: a
@@ -78,22 +75,25 @@ class FakeServiceCallback final
         std::lock_guard<std::mutex> guard(mLock);
         return mSensorEvents;
     }
-    size_t eventCount() const {
-        std::lock_guard<std::mutex> guard(mLock);
-        return mEvents.size();
+    // The sensor states received, as {sensorId, state}.
+    States states() const {
+        States result;
+        for (const SensorEvent& e : sensorEvents())
+            result.emplace_back(e.info.sensorId, e.info.state);
+        return result;
     }
-    size_t sensorEventCount() const {
-        std::lock_guard<std::mutex> guard(mLock);
-        return mSensorEvents.size();
-    }
+    size_t eventCount() const { return events().size(); }
+    size_t sensorEventCount() const { return sensorEvents().size(); }
 
   private:
+    using Reaction = std::function<void(int64_t, const AONSensorStateInfo&)>;
+    // Records the call; returns the sensor-state reaction in force, to run outside the lock.
     template <typename T>
-    ::ndk::ScopedAStatus Record(std::vector<T> FakeServiceCallback::*calls, T call) {
+    Reaction Record(std::vector<T> FakeServiceCallback::*calls, T call) {
         std::lock_guard<std::mutex> guard(mLock);
         (this->*calls).push_back(std::move(call));
         mCallArrived.notify_all();
-        return ::ndk::ScopedAStatus::ok();
+        return mSensorEventReaction;
     }
     template <typename T>
     bool WaitFor(std::vector<T> FakeServiceCallback::*calls, size_t count,
@@ -107,7 +107,7 @@ class FakeServiceCallback final
     mutable std::condition_variable mCallArrived;
     std::vector<Event> mEvents GUARDED_BY(mLock);
     std::vector<SensorEvent> mSensorEvents GUARDED_BY(mLock);
-    std::function<void(int64_t, const AONSensorStateInfo&)> mSensorEventReaction GUARDED_BY(mLock);
+    Reaction mSensorEventReaction GUARDED_BY(mLock);
 };
 
 // A fake placed in the simulated client process `pid`, and the proxy the service gets for it.

@@ -1,9 +1,8 @@
-// Cases of a parameterized suite derive from Named: CaseName names each instance after its case,
-// and gtest prints the case as its name.
+// Cases of a parameterized suite derive from Named: gtest prints the case as its name, and
+// ::testing::PrintToStringParamName() names each instance after it.
 #pragma once
 
 #include <ostream>
-#include <string>
 
 namespace aon_test {
 
@@ -14,12 +13,5 @@ struct Named {
 inline std::ostream& operator<<(std::ostream& out, const Named& named) {
     return out << named.name;
 }
-
-struct CaseName {
-    template <typename Info>
-    std::string operator()(const Info& info) const {
-        return info.param.name;
-    }
-};
 
 }  // namespace aon_test

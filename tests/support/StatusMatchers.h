@@ -1,7 +1,6 @@
 // gMock matchers for ndk::ScopedAStatus that print the status description when they fail:
 //     EXPECT_THAT(service->startService(1, 1), IsOk());
 //     EXPECT_THAT(status, ServiceSpecificErrorIs(1, "aon manager is null"));
-//     EXPECT_THAT(status, ExceptionIs(EX_ILLEGAL_ARGUMENT));
 #pragma once
 
 #include <android/binder_auto_utils.h>
@@ -30,11 +29,6 @@ inline bool Explain(const ::ndk::ScopedAStatus& status, ::testing::MatchResultLi
 
 MATCHER(IsOk, negation ? "is not an ok status" : "is an ok status") {
     return Explain(arg, result_listener) && arg.isOk();
-}
-
-MATCHER_P(ExceptionIs, exception,
-          std::string(negation ? "has no" : "has") + " exception " + std::to_string(exception)) {
-    return Explain(arg, result_listener) && arg.getExceptionCode() == exception;
 }
 
 MATCHER_P2(ServiceSpecificErrorIs, code, message,

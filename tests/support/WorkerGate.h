@@ -5,41 +5,15 @@
 #pragma once
 
 #include <sys/prctl.h>
-#include <sys/types.h>
 
-#include <atomic>
-#include <chrono>
 #include <cstdarg>
 #include <cstring>
-#include <fstream>
-#include <string>
-#include <thread>
 
 #include "tests/support/Gate.h"
 
 namespace aon_test {
 
 inline Gate gWorkerGate(/*open=*/true);
-
-// The thread's scheduler state from /proc ('S' while it waits).
-inline char ThreadState(pid_t tid) {
-    std::ifstream stat("/proc/self/task/" + std::to_string(tid) + "/stat");
-    std::string line;
-    std::getline(stat, line);
-    const size_t end = line.rfind(')');
-    return end == std::string::npos || end + 2 >= line.size() ? '?' : line[end + 2];
-}
-
-// True once `ready()` holds and thread `tid` (0 until it is known) sleeps; false after 5 s.
-template <typename Ready>
-[[nodiscard]] bool WaitUntilAsleep(const std::atomic<pid_t>& tid, Ready ready) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (!ready() || tid == 0 || ThreadState(tid) != 'S') {
-        if (std::chrono::steady_clock::now() >= deadline) return false;
-        std::this_thread::yield();
-    }
-    return true;
-}
 
 }  // namespace aon_test
 

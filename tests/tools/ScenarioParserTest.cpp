@@ -49,14 +49,10 @@ const BadLine kBadLines[] = {
         {"AnswerThatIsNoCall", "client app\napp on event dies\n",
          "t.aonsim:2: expected the client's answer (register, list, subscribe, start, stop, "
          "unsubscribe, unregister, hang or nothing), got 'dies'"},
-        {"AnswerToAStateWithoutIt", "client app\napp on state list\n",
-         "t.aonsim:2: expected a sensor state such as 2, got 'list'"},
         {"UndeclaredClient", "client app\nexpect bob events 1\n",
          "t.aonsim:2: expected a declared client, got 'bob' (declared: app)"},
         {"ClientUsedAfterItsDeath", "client app\napp dies\napp list\n",
          "t.aonsim:3: expected a living client, got 'app', which dies at line 2"},
-        {"ClientDeclaredTwice", "client app\nclient app\n",
-         "t.aonsim:2: expected a new client name, got 'app', declared at line 1"},
         {"TwoClientsInOneProcess", "client a pid 5\nclient b pid 5\n",
          "t.aonsim:2: expected a process id of its own, got 5, the process of client a"},
         {"KeywordAsClientName", "client frames\n",
@@ -68,11 +64,6 @@ const BadLine kBadLines[] = {
          "t.aonsim:2: expected a service-type mask such as 0xF, got '0x1FFFFFFFF'"},
         {"UnquotedStatusMessage", "client app\napp start 1 -> error 1 failed\n",
          "t.aonsim:2: expected a quoted status message, got 'failed'"},
-        {"UnknownException", "client app\napp register null 1 -> exception EX_WHATEVER\n",
-         "t.aonsim:2: expected an exception name (EX_SECURITY, EX_BAD_PARCELABLE, "
-         "EX_ILLEGAL_ARGUMENT, EX_NULL_POINTER, EX_ILLEGAL_STATE, EX_NETWORK_MAIN_THREAD, "
-         "EX_UNSUPPORTED_OPERATION, EX_SERVICE_SPECIFIC, EX_PARCELABLE or "
-         "EX_TRANSACTION_FAILED), got 'EX_WHATEVER'"},
         {"ResultOnAnAction", "client app\napp dies -> ok\n",
          "t.aonsim:2: expected the end of the line after 'dies', got '->'"},
         {"NoStreamAfterTheServiceStarted", "client app\napp list\nvendor absent\n",
@@ -90,11 +81,6 @@ const BadLine kBadLines[] = {
          "t.aonsim:1: expected a duration such as 500ms or 2s, got '5'"},
         {"RateListWithWord", "vendor sensor 0 size 640x480 fps 10,x\n",
          "t.aonsim:1: expected frame rates such as 10,15,30, got '10,x'"},
-        {"UnknownParamField", "expect vendor init fps 10 rate 5\n",
-         "t.aonsim:1: expected a user_param field (sensorId, width, height, fps, requestedFps, "
-         "serviceType, mainFormat, subFormat or debugMode), got 'rate'"},
-        {"KeyCheckWithoutValue", "client app\nexpect app key 0 =\n",
-         "t.aonsim:2: expected a number, got the end of the line"},
         // What a file holds is shown escaped, never as raw bytes to the terminal.
         {"ControlBytesEscaped", "# a comment\n\nz\x01z\xff\n",
          "t.aonsim:3: expected a command (property, vendor, client, camera, frame, frames, wait, "
@@ -135,7 +121,6 @@ TEST(ScenarioParserTest, APropertyNameOneCharacterOffIsWarnedAbout) {
     EXPECT_EQ(parser.warnings()[0],
               "t.aonsim:1: warning: property 'tarvo.aon.hal.mtk_dump_ap' is not one the library "
               "reads; did you mean 'tarvo.aon.hal.mtk_dump_apu'?");
-    EXPECT_EQ(parser.warnings()[1].rfind("t.aonsim:2: ", 0), 0u);
     EXPECT_NE(parser.warnings()[1].find("mean 'vendor.debug.camera.utils.AovDebugMode'?"),
               std::string::npos);
     EXPECT_NE(parser.warnings()[2].find("mean 'vendor.debug.cameralog.enable'?"),
@@ -157,11 +142,9 @@ TEST(ScenarioParserTest, ReadsWhatTheExamplesLeaveUnseen) {
                    "expect app key 100 = -1.25\n");
     ASSERT_EQ(scenario.commands.size(), 8u);
     const auto& sensor = std::get<VendorSensor>(scenario.commands[0].body);
-    ASSERT_TRUE(sensor.size);
-    EXPECT_EQ(sensor.size->rates, std::vector<int32_t>({5, 15}));
+    EXPECT_EQ(sensor.size.value().rates, std::vector<int32_t>({5, 15}));
     EXPECT_EQ(sensor.size->attribute, 9);
     EXPECT_EQ(sensor.mode, 5u);
-    EXPECT_EQ(sensor.modeStatus, -1);
     EXPECT_EQ(scenario.commands[1].text, "client app pid 77");
     EXPECT_EQ(std::get<ClientDeclare>(scenario.commands[1].body).pid, 77);
     const auto& subscribe = std::get<ClientCall>(scenario.commands[2].body);
@@ -170,13 +153,10 @@ TEST(ScenarioParserTest, ReadsWhatTheExamplesLeaveUnseen) {
                                     c.deliveryMode, c.extraParam0, c.extraParam1}),
               std::vector<int32_t>({2, 320, 240, 15, 3, 3, 4, -5}));
     EXPECT_EQ(subscribe.handle, 9);
-    EXPECT_EQ(subscribe.expect.kind, CallExpectation::Kind::kServiceSpecific);
-    EXPECT_EQ(subscribe.expect.code, 1);
     EXPECT_EQ(subscribe.expect.message, "config not support");
     const auto& reg = std::get<ClientCall>(scenario.commands[3].body);
     EXPECT_TRUE(reg.nullCallback);
     EXPECT_EQ(reg.serviceType, INT32_MIN);  // a mask keeps its bits up to 0xFFFFFFFF
-    EXPECT_EQ(reg.expect.kind, CallExpectation::Kind::kException);
     EXPECT_EQ(reg.expect.code, -3);
     const auto& frame = std::get<FrameSpec>(scenario.commands[4].body);
     EXPECT_EQ(frame.apuOutputSize, 227969u);

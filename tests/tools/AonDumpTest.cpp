@@ -140,19 +140,16 @@ TEST_F(AonDumpTest, DamageIsFoundAndTheReplayLeavesOutWhatCannotBeRead) {
     EXPECT_EQ(whole.frameId, -3);
     EXPECT_EQ(whole.FileCount(), 12u);
 
-    Replayer replayer;
-    for (const FrameFiles* frame : {&damaged, &whole}) {
-        const FrameReplay replay = replayer.Replay(*frame);
-        SCOPED_TRACE(frame->frameId);
-        EXPECT_EQ(replay.serviceType, 0x4u);  // face angle and face feature left out
-        ASSERT_EQ(replay.results.size(), 4u);
-        EXPECT_EQ(replay.results[0].key, 300);
-        const auto& gaze = replay.results[0].value.get<Tag::floatArray>();
-        EXPECT_EQ(gaze, std::vector<float>(kGaze.begin(), kGaze.end()));
-        EXPECT_EQ(replay.results[1].value.get<Tag::intValue>(), frame->frameId);
-        EXPECT_EQ(replay.notes.size(), frame == &damaged ? 5u : 0u);
-        EXPECT_EQ(replay.log.size(), 0u);
-    }
+    // Face angle and face feature are left out of the replay (a whole frame's replay:
+    // aon_dump.round_trip).
+    const FrameReplay replay = Replayer().Replay(damaged);
+    EXPECT_EQ(replay.serviceType, 0x4u);
+    ASSERT_EQ(replay.results.size(), 4u);
+    EXPECT_EQ(replay.results[0].value.get<Tag::floatArray>(),
+              std::vector<float>(kGaze.begin(), kGaze.end()));
+    EXPECT_EQ(replay.results[1].value.get<Tag::intValue>(), 5);
+    EXPECT_EQ(replay.notes.size(), 5u);
+    EXPECT_TRUE(replay.log.empty());
 }
 
 TEST_F(AonDumpTest, AFileIsReadToItsTableSizeAndNoFurther) {

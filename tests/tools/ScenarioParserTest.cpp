@@ -9,20 +9,13 @@
 namespace aon_sim {
 namespace {
 
-std::vector<std::string> ErrorsOf(const std::string& text) {
+// The errors of a file that fails, or none when it parses.
+std::vector<std::string> ErrorsOf(const std::string& text, Scenario* scenario = nullptr) {
     ScenarioParser parser("t.aonsim");
     std::istringstream in(text);
-    Scenario scenario;
-    if (parser.Parse(in, &scenario)) return {};
-    return parser.errors();
-}
-
-Scenario Parsed(const std::string& text) {
-    ScenarioParser parser("t.aonsim");
-    std::istringstream in(text);
-    Scenario scenario;
-    EXPECT_TRUE(parser.Parse(in, &scenario)) << ::testing::PrintToString(parser.errors());
-    return scenario;
+    Scenario parsed;
+    return parser.Parse(in, scenario != nullptr ? scenario : &parsed) ? std::vector<std::string>{}
+                                                                      : parser.errors();
 }
 
 struct BadLine {
@@ -46,9 +39,6 @@ TEST_P(ScenarioParserErrorTest, NamesTheLineAndWhatWasExpected) {
 }
 
 const BadLine kBadLines[] = {
-        {"AnswerThatIsNoCall", "client app\napp on event dies\n",
-         "t.aonsim:2: expected the client's answer (register, list, subscribe, start, stop, "
-         "unsubscribe, unregister, hang or nothing), got 'dies'"},
         {"UndeclaredClient", "client app\nexpect bob events 1\n",
          "t.aonsim:2: expected a declared client, got 'bob' (declared: app)"},
         {"ClientUsedAfterItsDeath", "client app\napp dies\napp list\n",
@@ -104,8 +94,8 @@ TEST(ScenarioParserTest, StopsAfterTenMistakesAndShowsLongWordsInPart) {
     EXPECT_EQ(errors[10], "t.aonsim: stopped after 10 mistakes");
 }
 
-// A property one character away from one of the library's six gets a warning naming it; the
-// right name, or one further away, does not.
+// A property one character away from one of the library's six gets a warning naming it (the
+// message itself: aon_sim.property_one_character_off); the right name, or one further away, not.
 TEST(ScenarioParserTest, APropertyNameOneCharacterOffIsWarnedAbout) {
     ScenarioParser parser("t.aonsim");
     std::istringstream in(
@@ -118,9 +108,9 @@ TEST(ScenarioParserTest, APropertyNameOneCharacterOffIsWarnedAbout) {
     Scenario scenario;
     ASSERT_TRUE(parser.Parse(in, &scenario));
     ASSERT_EQ(parser.warnings().size(), 3u) << ::testing::PrintToString(parser.warnings());
-    EXPECT_EQ(parser.warnings()[0],
-              "t.aonsim:1: warning: property 'tarvo.aon.hal.mtk_dump_ap' is not one the library "
-              "reads; did you mean 'tarvo.aon.hal.mtk_dump_apu'?");
+    EXPECT_EQ(parser.warnings()[0].rfind(
+                      "t.aonsim:1: warning: property 'tarvo.aon.hal.mtk_dump_ap' "),
+              0u);
     EXPECT_NE(parser.warnings()[1].find("mean 'vendor.debug.camera.utils.AovDebugMode'?"),
               std::string::npos);
     EXPECT_NE(parser.warnings()[2].find("mean 'vendor.debug.cameralog.enable'?"),
@@ -130,16 +120,19 @@ TEST(ScenarioParserTest, APropertyNameOneCharacterOffIsWarnedAbout) {
 // What the example scenarios cannot show through the library's behaviour: options in any order,
 // the values the library passes through untouched, and the rarer words.
 TEST(ScenarioParserTest, ReadsWhatTheExamplesLeaveUnseen) {
-    const Scenario scenario =
-            Parsed("vendor sensor 1 size 320x240 fps 5,15 attribute 9 mode 0x5 status -1\n"
-                   "client app pid 77  # the app\n"
-                   "app subscribe type 0x3 fps 15 size 320x240 sensor 2 mode 3 extra 4,-5 handle 9 "
-                   "-> error 1 \"config not support\"\n"
-                   "app register null 0x80000000 -> exception EX_ILLEGAL_ARGUMENT\n"
-                   "frame apu full image none\n"
-                   "camera open 5 sensors 0,2\n"
-                   "wait 1.5s\n"
-                   "expect app key 100 = -1.25\n");
+    Scenario scenario;
+    const std::vector<std::string> errors = ErrorsOf(
+            "vendor sensor 1 size 320x240 fps 5,15 attribute 9 mode 0x5 status -1\n"
+            "client app pid 77  # the app\n"
+            "app subscribe type 0x3 fps 15 size 320x240 sensor 2 mode 3 extra 4,-5 handle 9 "
+            "-> error 1 \"config not support\"\n"
+            "app register null 0x80000000 -> exception EX_ILLEGAL_ARGUMENT\n"
+            "frame apu full image none\n"
+            "camera open 5 sensors 0,2\n"
+            "wait 1.5s\n"
+            "expect app key 100 = -1.25\n",
+            &scenario);
+    ASSERT_TRUE(errors.empty()) << ::testing::PrintToString(errors);
     ASSERT_EQ(scenario.commands.size(), 8u);
     const auto& sensor = std::get<VendorSensor>(scenario.commands[0].body);
     EXPECT_EQ(sensor.size.value().rates, std::vector<int32_t>({5, 15}));

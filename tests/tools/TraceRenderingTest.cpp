@@ -88,13 +88,9 @@ TEST(TextRendererTest, FoldedFramesAreCountedUpToTheNextLineOrTheSummary) {
     const std::string out = ReadBack(file);
     EXPECT_EQ(out.find("frame 2 640x480"), std::string::npos) << out;
     // A thread tag is explained once, where it first shows.
-    EXPECT_NE(
-            out.find("# [aov-frames] marks what ran on the vendor stream's frame thread\n"
-                     "   0.000   app  <- onAONEvent(handle 1) type 0x1 (fusion), frame 1: 0 frame "
-                     "id: int=1  [aov-frames]\n   0.000   other  <- onAONEvent"),
-            std::string::npos)
-            << out;
-    EXPECT_EQ(out.find("marks what ran", out.find("marks what ran") + 1), std::string::npos) << out;
+    const size_t explained = out.find("# [aov-frames] marks what ran");
+    EXPECT_LT(explained, out.find("app  <- onAONEvent(handle 1)")) << out;
+    EXPECT_EQ(out.find("# [", explained + 1), std::string::npos) << out;
     EXPECT_NE(out.find("... 3 more frames (2 to 4), app received 3 events, other received 2 "
                        "events\n   0.000 > app stops\n   0.000   vendor  frame 5 640x480"),
               std::string::npos)

@@ -30,7 +30,6 @@ namespace {
 using namespace ::aidl::vendor::tarvo::hardware::camera::aon;
 using Tag = AONResultValue::Tag;
 using ndk::ScopedAStatus;
-namespace wire = ::aidl::vendor::tarvo::hardware::camera::aon::internal;
 
 constexpr int kServicePid = 77;
 
@@ -113,32 +112,18 @@ AONCallBackInfo ImageEvent(size_t bytes) {
     return Event({Bytes(703, bytes)});
 }
 
-TEST(TransactionSizeTest, RecordsAndUnionMembersTakeTheirParcelSize) {
-    const FrameInfo frame{640, 480, {5, 10, 15}};
-    const std::pair<size_t, size_t> cases[] = {
-            {wire::ParcelSize(Result<Tag::doubleValue>(0, 0.5)), 28},
-            {wire::ParcelSize(Bytes(0, 3)), 28},  // padded
-            {wire::ParcelSize(Result<Tag::doubleArray>(0, std::vector<double>{1, 2})), 40},
-            // 4 UTF-16 units in 9 UTF-8 bytes
-            {wire::ParcelSize(Result<Tag::stringValue>(0, std::string("\xC3\xA9\xE2\x82\xAC"
-                                                                      "\xF0\x9F\x98\x80"))),
-             36},
-            {wire::ParcelSize(frame), 32},
-            {wire::ParcelSize(AONSensorInfo{0, 0, 0, 0, {frame}}), 60},
-    };
-    for (size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(cases[i].first, cases[i].second) << i;
-}
-
 TEST(TransactionSizeTest, ProxiesChargeEachRequestAndReplyAsItsParcel) {
     auto service = ndk::SharedRefBase::make<RecordingService>();
     const std::shared_ptr<IAONService> proxy = service->RemoteProxy();
     const RemoteCallback client = MakeRemoteCallback();
-    const AONCallBackInfo withImage =
-            Event({Int(0, 1), Int(1, 640), Int(2, 480), Bytes(703, 460800)});
-    const AONCallBackInfo everyKey = Event(  // every key the library writes, small arrays
-            {Result<Tag::floatValue>(100, 1.5f), Int(101, 1), Int(102, 20), Floats(103, 20),
-             Floats(200, 14), Floats(300, 3), Bytes(400, 10), Int(700, 2), Int(701, 2), Int(702, 2),
-             Bytes(703, 6), Int(0, 1), Int(1, 2), Int(2, 2)});
+    // Every key the library writes, small arrays (bytes padded to 4), and the union's other
+    // members: a double, and 4 UTF-16 units in 9 UTF-8 bytes.
+    const AONCallBackInfo everyKey =
+            Event({Result<Tag::doubleValue>(5, 0.5),
+                   Result<Tag::stringValue>(6, std::string("\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80")),
+                   Result<Tag::floatValue>(100, 1.5f), Int(101, 1), Int(102, 20), Floats(103, 20),
+                   Floats(200, 14), Floats(300, 3), Bytes(400, 10), Int(700, 2), Int(701, 2),
+                   Int(702, 2), Bytes(703, 6), Int(0, 1), Int(1, 2), Int(2, 2)});
     int64_t handle = 0;
     std::vector<AONSensorInfo> sensors;
     std::string hash;
@@ -150,19 +135,13 @@ TEST(TransactionSizeTest, ProxiesChargeEachRequestAndReplyAsItsParcel) {
             {[&] { return proxy->registerClient(client.proxy, 1, &handle); }, kServicePid, 140, 152,
              12},
             {[&] { return proxy->getAonSensorInfoList(&sensors); }, kServicePid, 108, 112, 68},
-            {[&] { return proxy->unregisterClient(1); }, kServicePid, 116, 120, 4},
             {[&] { return proxy->getInterfaceHash(&hash); }, kServicePid, 108, 112, 92},
             {[&] {  // an exception: its message, an empty stack-trace header, the code
                  service->errorCode = 1;
                  return proxy->stopService(1, 4);
              },
              kServicePid, 120, 120, 56},
-            {[&] { return client.proxy->onAONEvent(1, withImage); }, kClientPid, 461044, 461048, 4},
-            {[&] { return client.proxy->onAONEvent(1, everyKey); }, kClientPid, 652, 656, 4},
-            {[&] {
-                 return client.proxy->onAONSensorEvent(1, {0, 2});
-             },
-             kClientPid, 148, 152, 4},
+            {[&] { return client.proxy->onAONEvent(1, everyKey); }, kClientPid, 716, 720, 4},
     };
     TransactionLog observed;
     for (size_t i = 0; i < std::size(cases); ++i) {
@@ -271,7 +250,6 @@ TEST(NestedTransactionTest, OnlyACallIntoAProcessWaitingOnTheStackIsNested) {
                                                  "startService 4242->77 nested depth 2",
                                                  "onAONSensorEvent 4242->4243 depth 2"));
     ASSERT_EQ(inside.size(), 1u);
-    EXPECT_EQ(inside[0].targetPid, kClientPid);
     ASSERT_EQ(inFlight.size(), 1u);
     EXPECT_EQ(inFlight[0].thread, gettid());
     EXPECT_TRUE(host::CurrentTransactions().empty());

@@ -106,12 +106,9 @@ TEST(DumpFileNameTest, OnlyNamesTheLibraryWritesAreDumps) {
         int32_t id;
     } cases[] = {
             {"frame_2147483647_aon_input.dump", true, INT32_MAX},
-            {"frame_-2147483648_aon_input.dump", true, INT32_MIN},
             {"frame_2147483648_aon_input.dump", false, 0},  // %d never writes it
             {"frame_07_aon_input.dump", false, 0},          // as "+7" and "-0": not what %d writes
-            {"frame_7_aon_input.dump.bak", false, 0},
             {"frame_7_aon_output_channel7.dump", false, 0},
-            {"frame_7.dump", false, 0},
     };
     for (const auto& c : cases) {
         int32_t id = 0;
@@ -141,24 +138,18 @@ TEST_F(AonDumpTest, DamageIsFoundAndTheReplayLeavesOutWhatCannotBeRead) {
               (std::vector<size_t>{Row("angle_result"), Row("face_feature_result")}));
     const FrameFiles& whole = directory.frames[0];
     EXPECT_EQ(whole.frameId, -3);
-    EXPECT_EQ(whole.ImpliedServiceType(), 0x4u);
     EXPECT_EQ(whole.FileCount(), 12u);
-    EXPECT_TRUE(whole.MissingRows().empty());
 
-    Replayer replayer;
-    for (const FrameFiles* frame : {&damaged, &whole}) {
-        const FrameReplay replay = replayer.Replay(*frame);
-        SCOPED_TRACE(frame->frameId);
-        EXPECT_EQ(replay.serviceType, 0x4u);  // face angle and face feature left out
-        ASSERT_EQ(replay.results.size(), 4u);
-        EXPECT_EQ(replay.results[0].key, 300);
-        const auto& gaze = replay.results[0].value.get<Tag::floatArray>();
-        EXPECT_EQ(gaze, std::vector<float>(kGaze.begin(), kGaze.end()));
-        EXPECT_EQ(replay.results[1].value.get<Tag::intValue>(), frame->frameId);
-        EXPECT_TRUE(replay.blocks[Row("angle_result")].empty());
-        EXPECT_EQ(replay.notes.size(), frame == &damaged ? 5u : 0u);
-        EXPECT_EQ(replay.log.size(), 0u);
-    }
+    // Face angle and face feature are left out of the replay (a whole frame's replay:
+    // aon_dump.round_trip).
+    const FrameReplay replay = Replayer().Replay(damaged);
+    EXPECT_EQ(replay.serviceType, 0x4u);
+    ASSERT_EQ(replay.results.size(), 4u);
+    EXPECT_EQ(replay.results[0].value.get<Tag::floatArray>(),
+              std::vector<float>(kGaze.begin(), kGaze.end()));
+    EXPECT_EQ(replay.results[1].value.get<Tag::intValue>(), 5);
+    EXPECT_EQ(replay.notes.size(), 5u);
+    EXPECT_TRUE(replay.log.empty());
 }
 
 TEST_F(AonDumpTest, AFileIsReadToItsTableSizeAndNoFurther) {
@@ -192,7 +183,6 @@ TEST_F(AonDumpTest, ExitStatusesAndMessages) {
             {{dir}, kExitIncomplete, "2 files of " + dir + " are not dump files"},
             {{dir, "--frame", "-3", "--replay"}, kExitIncomplete, "notes.txt: not named"},
             {{dir + "/nope"}, kExitBadInput, "nope: No such file or directory"},
-            {{dir + "/notes.txt"}, kExitBadInput, "Not a directory"},
             {{empty.string()},
              kExitBadInput,
              "no dump files (frame_<id>_<block>.dump); its folder aon/"},
@@ -200,7 +190,6 @@ TEST_F(AonDumpTest, ExitStatusesAndMessages) {
              kExitBadInput,
              "has no frame 9 (its 2 frames run from -3 to 5)"},
             {{dir, "--hex", "angle_result"}, kExitBadInput, "--hex requires --frame"},
-            {{dir, "--frame", "5", "--hex", "angle"}, kExitBadInput, "no block 'angle'"},
             {{dir, "--csv", dir + "/nope/x.csv"}, kExitBadInput, "x.csv: No such file"},
             {{dir, "--frame", "4294967293"}, kExitBadInput, "frame numbers are 32-bit"},
     };
@@ -214,21 +203,15 @@ TEST_F(AonDumpTest, ExitStatusesAndMessages) {
         }
     }
 
-    // A whole frame: status 0, and a CSV row as long as its header.
+    // A whole frame: status 0, and its CSV row carries the gaze values.
     fs::remove_all(mDirectory);
     fs::create_directories(mDirectory);
     Dump(2, 0x6);
-    const Run whole = RunWith({dir, "--csv", dir + "/values.csv"});
-    EXPECT_EQ(whole.status, kExitOk) << whole.err;
+    EXPECT_EQ(RunWith({dir, "--csv", dir + "/values.csv"}).status, kExitOk);
     std::ifstream csv(dir + "/values.csv");
-    std::string header, row, extra;
-    std::getline(csv, header);
-    std::getline(csv, row);
-    EXPECT_FALSE(std::getline(csv, extra));
-    EXPECT_EQ(std::count(header.begin(), header.end(), ','), 149);
-    EXPECT_EQ(std::count(row.begin(), row.end(), ','), 149);
-    EXPECT_EQ(row.rfind("2,0x6,", 0), 0u) << row;
-    EXPECT_NE(row.find(",0.5,-1.25,3,4,5,6,"), std::string::npos) << row;
+    const std::string text{std::istreambuf_iterator<char>(csv), {}};
+    EXPECT_NE(text.find("\n2,0x6,"), std::string::npos) << text;
+    EXPECT_NE(text.find(",0.5,-1.25,3,4,5,6,"), std::string::npos) << text;
 }
 
 TEST(HexLinesTest, RepeatedLinesFoldButTheLastLineStays) {
@@ -239,7 +222,6 @@ TEST(HexLinesTest, RepeatedLinesFoldButTheLastLineStays) {
               "  +00010  00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00\n"
               "  *\n"
               "  +00030  00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00\n");
-    EXPECT_EQ(HexLines({1, 2, 3}), "  +00000  01 02 03\n");
 }
 
 }  // namespace

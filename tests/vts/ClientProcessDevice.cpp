@@ -9,10 +9,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,7 +26,7 @@ namespace {
 // argv[1] of the child; then the instance, the write end of the pipe back to the test, and the
 // configuration's fields as "sensorId,width,height,fps,serviceType,deliveryMode".
 constexpr char kChildFlag[] = "--aon-client-that-dies";
-constexpr auto kChildTimeout = std::chrono::seconds(10);
+constexpr int kChildTimeoutMs = 10000;
 
 // The child: plays the client through binder, reports "handle <n>" or "error <what>" on the pipe
 // (one short write, which a pipe takes whole), then dies without unsubscribing or unregistering.
@@ -50,24 +51,6 @@ constexpr auto kChildTimeout = std::chrono::seconds(10);
     const std::string report =
             error.empty() ? "handle " + std::to_string(handle) : "error " + error;
     _exit(write(reportFd, report.data(), report.size()) < 0 ? 1 : 0);
-}
-
-// Reads what the child writes until it closes the pipe (it dies), at most until `deadline`.
-bool ReadUntilClosed(int fd, std::chrono::steady_clock::time_point deadline, std::string* text) {
-    char buffer[256];
-    for (;;) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) return false;
-        pollfd readable = {fd, POLLIN, 0};
-        const int ready = poll(&readable, 1, static_cast<int>(left.count()));
-        if (ready < 0 && errno == EINTR) continue;
-        if (ready <= 0) return false;
-        const ssize_t n = read(fd, buffer, sizeof(buffer));
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return n == 0;
-        text->append(buffer, static_cast<size_t>(n));
-    }
 }
 
 }  // namespace
@@ -110,19 +93,20 @@ DeadClient RunClientThatDies(const std::string& instance, const SensorConfigInfo
         client.error = "fork failed";
         return client;
     }
-    std::string report;
-    const bool closed =
-            ReadUntilClosed(pipeFds[0], std::chrono::steady_clock::now() + kChildTimeout, &report);
+    // The child writes its report in one write and dies; a child that dies first closes the pipe.
+    pollfd readable = {pipeFds[0], POLLIN, 0};
+    char report[256];
+    const ssize_t n = poll(&readable, 1, kChildTimeoutMs) > 0 ? read(pipeFds[0], report, 255) : -1;
     close(pipeFds[0]);
-    if (!closed) kill(pid, SIGKILL);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    if (!closed) {
-        client.error = "the client process did not finish; it was killed";
-    } else if (report.rfind("handle ", 0) == 0) {
-        client.handle = std::stoll(report.substr(7));
+    if (n < 0) kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+    report[std::max<ssize_t>(n, 0)] = '\0';
+    if (n < 0) {
+        client.error = "the client process did not report in time; it was killed";
+    } else if (std::strncmp(report, "handle ", 7) == 0) {
+        client.handle = std::atoll(report + 7);
     } else {
-        client.error = report.empty() ? "the client process reported nothing" : report;
+        client.error = n == 0 ? "the client process reported nothing" : report;
     }
     return client;
 }

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <future>
@@ -15,7 +14,6 @@
 #include <vector>
 
 #include <aidl/vendor/tarvo/hardware/camera/aon/BnAONService.h>
-#include <aidl/vendor/tarvo/hardware/camera/aon/BnAONServiceCallBack.h>
 
 #include "host/binder_control.h"
 #include "host/binder_parcel.h"
@@ -69,26 +67,6 @@ class RecordingService final : public BnAONService {
                               : ScopedAStatus::fromServiceSpecificErrorWithMessage(
                                         errorCode, "aon manager is null");
     }
-};
-
-// A client whose callbacks run the test's hooks.
-class ScriptedClient final : public BnAONServiceCallBack {
-  public:
-    ScopedAStatus onAONEvent(int64_t, const AONCallBackInfo&) override {
-        ++events;
-        onEvent();
-        return ScopedAStatus::ok();
-    }
-    ScopedAStatus onAONSensorEvent(int64_t, const AONSensorStateInfo&) override {
-        return ScopedAStatus::ok();
-    }
-    std::shared_ptr<IAONServiceCallBack> Proxy() {
-        const ndk::SpAIBinder binder = asBinder();
-        host::SetBinderProcess(binder.get(), kClientPid);
-        return IAONServiceCallBack::fromBinder(binder);
-    }
-    std::function<void()> onEvent = [] {};
-    std::atomic<int> events{0};
 };
 
 template <Tag tag, typename T>
@@ -181,18 +159,18 @@ TEST(BinderBufferTest, AnEventFillingTheBufferExactlyFitsAndOneByteMoreIsRefused
 }
 
 TEST(BinderBufferTest, TransactionsInFlightShareTheBufferAndRepliesGoToTheCallers) {
-    auto client = ndk::SharedRefBase::make<ScriptedClient>();
-    const std::shared_ptr<IAONServiceCallBack> proxy = client->Proxy();
+    const RemoteCallback client = MakeRemoteCallback();
+    const std::shared_ptr<IAONServiceCallBack>& proxy = client.proxy;
     auto service = ndk::SharedRefBase::make<RecordingService>();
     const std::shared_ptr<IAONService> serviceProxy = service->RemoteProxy();
     Gate gate;
-    client->onEvent = [&] { gate.Pass(); };
+    client.fake->setEventReaction([&] { gate.Pass(); });
     const AONCallBackInfo large = ImageEvent(600000);
     auto first = std::async(std::launch::async, [&] { return proxy->onAONEvent(1, large); });
     ASSERT_TRUE(gate.WaitEntered());
     EXPECT_EQ(host::BinderBufferInUse(kClientPid), 600176u);
     EXPECT_EQ(proxy->onAONEvent(1, large).getStatus(), STATUS_FAILED_TRANSACTION);
-    EXPECT_EQ(client->events, 1);
+    EXPECT_EQ(client.fake->eventCount(), 1u);
     EXPECT_THAT(proxy->onAONSensorEvent(1, {0, 2}), IsOk());  // the rest is free for others
     gate.Open();
     ASSERT_EQ(first.wait_for(std::chrono::seconds(5)), std::future_status::ready);
@@ -202,7 +180,7 @@ TEST(BinderBufferTest, TransactionsInFlightShareTheBufferAndRepliesGoToTheCaller
     // An event that takes the client's whole buffer stays in flight: a reply to the client then
     // fails although the service ran.
     Gate full;
-    client->onEvent = [&] { full.Pass(); };
+    client.fake->setEventReaction([&] { full.Pass(); });
     auto filling = std::async(std::launch::async,
                               [&] { return proxy->onAONEvent(1, ImageEvent(1040212)); });
     ASSERT_TRUE(full.WaitEntered());

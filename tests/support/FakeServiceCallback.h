@@ -43,21 +43,28 @@ class FakeServiceCallback final
     std::function<void()> onDestroyed;  // set before the fake is shared
 
     ::ndk::ScopedAStatus onAONEvent(int64_t handle, const AONCallBackInfo& info) override {
-        Record(&FakeServiceCallback::mEvents, Event{handle, info});
+        const auto reaction = Record(&FakeServiceCallback::mEvents, Event{handle, info},
+                                     &FakeServiceCallback::mEventReaction);
+        if (reaction) reaction();
         return ::ndk::ScopedAStatus::ok();
     }
     ::ndk::ScopedAStatus onAONSensorEvent(int64_t handle, const AONSensorStateInfo& info) override {
-        const auto reaction =
-                Record(&FakeServiceCallback::mSensorEvents, SensorEvent{handle, info});
+        const auto reaction = Record(&FakeServiceCallback::mSensorEvents, SensorEvent{handle, info},
+                                     &FakeServiceCallback::mSensorEventReaction);
         if (reaction) reaction(handle, info);
         return ::ndk::ScopedAStatus::ok();
     }
 
-    // Runs inside every later onAONSensorEvent, once it is recorded, on the calling thread: a
-    // client that answers a sensor state by calling the service back. Null removes it.
+    // Runs inside every later onAONSensorEvent (onAONEvent), once it is recorded, on the calling
+    // thread: a client that answers by calling the service back, or that holds the call at a
+    // gate. Null removes it.
     void setSensorEventReaction(std::function<void(int64_t, const AONSensorStateInfo&)> reaction) {
         std::lock_guard<std::mutex> guard(mLock);
         mSensorEventReaction = std::move(reaction);
+    }
+    void setEventReaction(std::function<void()> reaction) {
+        std::lock_guard<std::mutex> guard(mLock);
+        mEventReaction = std::move(reaction);
     }
 
     // True once at least `count` calls of the kind have arrived; false after `timeout`.
@@ -87,13 +94,13 @@ class FakeServiceCallback final
 
   private:
     using Reaction = std::function<void(int64_t, const AONSensorStateInfo&)>;
-    // Records the call; returns the sensor-state reaction in force, to run outside the lock.
-    template <typename T>
-    Reaction Record(std::vector<T> FakeServiceCallback::*calls, T call) {
+    // Records the call; returns the reaction in force, to run outside the lock.
+    template <typename T, typename R>
+    R Record(std::vector<T> FakeServiceCallback::*calls, T call, R FakeServiceCallback::*reaction) {
         std::lock_guard<std::mutex> guard(mLock);
         (this->*calls).push_back(std::move(call));
         mCallArrived.notify_all();
-        return mSensorEventReaction;
+        return this->*reaction;
     }
     template <typename T>
     bool WaitFor(std::vector<T> FakeServiceCallback::*calls, size_t count,
@@ -108,6 +115,7 @@ class FakeServiceCallback final
     std::vector<Event> mEvents GUARDED_BY(mLock);
     std::vector<SensorEvent> mSensorEvents GUARDED_BY(mLock);
     Reaction mSensorEventReaction GUARDED_BY(mLock);
+    std::function<void()> mEventReaction GUARDED_BY(mLock);
 };
 
 // A fake placed in the simulated client process `pid`, and the proxy the service gets for it.

@@ -127,13 +127,11 @@ TEST(ScenarioParserTest, ReadsWhatTheExamplesLeaveUnseen) {
             "app subscribe type 0x3 fps 15 size 320x240 sensor 2 mode 3 extra 4,-5 handle 9 "
             "-> error 1 \"config not support\"\n"
             "app register null 0x80000000 -> exception EX_ILLEGAL_ARGUMENT\n"
-            "frame apu full image none\n"
-            "camera open 5 sensors 0,2\n"
             "wait 1.5s\n"
             "expect app key 100 = -1.25\n",
             &scenario);
     ASSERT_TRUE(errors.empty()) << ::testing::PrintToString(errors);
-    ASSERT_EQ(scenario.commands.size(), 8u);
+    ASSERT_EQ(scenario.commands.size(), 6u);
     const auto& sensor = std::get<VendorSensor>(scenario.commands[0].body);
     EXPECT_EQ(sensor.size.value().rates, std::vector<int32_t>({5, 15}));
     EXPECT_EQ(sensor.size->attribute, 9);
@@ -151,13 +149,8 @@ TEST(ScenarioParserTest, ReadsWhatTheExamplesLeaveUnseen) {
     EXPECT_TRUE(reg.nullCallback);
     EXPECT_EQ(reg.serviceType, INT32_MIN);  // a mask keeps its bits up to 0xFFFFFFFF
     EXPECT_EQ(reg.expect.code, -3);
-    const auto& frame = std::get<FrameSpec>(scenario.commands[4].body);
-    EXPECT_EQ(frame.apuOutputSize, 227969u);
-    EXPECT_EQ(frame.image, std::make_pair(0u, 0u));
-    EXPECT_EQ(std::get<CameraOpen>(scenario.commands[5].body).sensors,
-              std::vector<int32_t>({0, 2}));
-    EXPECT_EQ(std::get<Wait>(scenario.commands[6].body).micros, 1500000);
-    EXPECT_DOUBLE_EQ(std::get<ExpectKey>(scenario.commands[7].body).value, -1.25);
+    EXPECT_EQ(std::get<Wait>(scenario.commands[4].body).micros, 1500000);
+    EXPECT_DOUBLE_EQ(std::get<ExpectKey>(scenario.commands[5].body).value, -1.25);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include <chrono>
 #include <functional>
 #include <optional>
+#include <regex>
 #include <set>
 #include <string>
 #include <tuple>
@@ -43,41 +44,27 @@ constexpr auto kTimeout = 5s;
 constexpr int32_t kMaxFramePixels = 640 * 480;
 
 // What is wrong with the order of an event's results, or "" when nothing is: the detector keys
-// in ascending order (fusion 100 to 103, face angle 200, gaze 300, face feature 400), each only
-// for a bit the event ran, then the four image keys 700 to 703 or none, then the frame id, width
-// and height (keys 0, 1, 2) as intValue.
+// in ascending order, each only for a bit the event ran (fusion 100 to 103 bit 1, face angle 200
+// bit 2, gaze 300 bit 4, face feature 400 bit 8), then the four image keys 700 to 703 or none,
+// then the frame id, width and height (keys 0, 1, 2) as intValue.
 std::string KeyOrderProblem(const AONCallBackInfo& info) {
-    const std::vector<AONResult>& results = info.results;
-    const size_t count = results.size();
-    if (count < 3) return "fewer results than the three frame keys";
-    int32_t previous = -1;
-    size_t imageKeys = 0;
-    for (size_t i = 0; i < count; ++i) {
-        const int32_t key = results[i].key;
-        const std::string place = "key " + std::to_string(key) + " at " + std::to_string(i) +
-                                  " in an event of service type " +
-                                  std::to_string(info.serviceType);
-        if (i + 3 >= count) {
-            if (key != static_cast<int32_t>(i + 3 - count) ||
-                results[i].value.getTag() != AONResultValue::Tag::intValue) {
-                return place + ": not the frame key " + std::to_string(i + 3 - count);
-            }
-            continue;
-        }
-        const int32_t bit = key >= 700 && key <= 703   ? 0
-                            : key >= 100 && key <= 103 ? 1
-                            : key == 200               ? 2
-                            : key == 300               ? 4
-                            : key == 400               ? 8
-                                                       : -1;
-        if (bit < 0 || (bit != 0 && (info.serviceType & bit) == 0) || key <= previous) {
-            return place + ": out of place after key " + std::to_string(previous);
-        }
-        previous = key;
-        if (bit == 0) ++imageKeys;
+    std::string keys;
+    for (const AONResult& result : info.results) {
+        const int32_t key = result.key;
+        const int32_t bit = key < 3          ? 0
+                            : key < 200      ? 1
+                            : key / 100 == 2 ? 2
+                            : key / 100 == 3 ? 4
+                                             : 8;
+        if (key < 3 && result.value.getTag() != AONResultValue::Tag::intValue)
+            return "key " + std::to_string(key) + " not an intValue";
+        if (key >= 100 && key < 700 && (info.serviceType & bit) == 0)
+            return "key " + std::to_string(key) + " without its bit";
+        keys += std::to_string(key) + " ";
     }
-    if (imageKeys != 0 && imageKeys != 4) return std::to_string(imageKeys) + " image keys of 4";
-    return "";
+    const std::regex order(
+            "(100 )?(101 )?(102 )?(103 )?(200 )?(300 )?(400 )?(700 701 702 703 )?0 1 2 ");
+    return std::regex_match(keys, order) ? "" : "keys out of order: " + keys;
 }
 
 // The first listed frame that fits a binder buffer, at its highest rate up to 30 fps, with the

@@ -62,12 +62,6 @@ constexpr Block kBlocks[] = {
          kFaceFeatureResultBytes},
 };
 
-uint32_t Word(const uint8_t* at) {
-    uint32_t value;
-    memcpy(&value, at, sizeof(value));
-    return value;
-}
-
 // The result at `at`, which must have `key` and `tag`; moves `at` past it.
 const AONResult& Next(const std::vector<AONResult>& results, size_t& at, int32_t key, Tag tag) {
     if (at >= results.size()) Fail("result %zu (key %d) missing of %zu", at, key, results.size());
@@ -119,7 +113,8 @@ void CheckResults(const AONCallBackInfo& info, const aov_event& event) {
         Next(results, at, 100, Tag::floatValue);
         Next(results, at, 101, Tag::intValue);
         Next(results, at, 102, Tag::intValue);
-        const uint32_t count = Word(event.apu_output + kFusionBlockOffset + kFusionCountOffset);
+        uint32_t count;
+        memcpy(&count, event.apu_output + kFusionBlockOffset + kFusionCountOffset, sizeof(count));
         NextArray(results, at, 103, Tag::floatArray, nullptr,
                   std::min<uint32_t>(count, kFusionMaxItems) * kFusionItemWords * sizeof(float), 0);
     }
@@ -224,11 +219,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     event.apu_output_size = in.PickOrRaw<uint32_t>({0u, 202088u, 202089u, 209176u, 209177u, 214840u,
                                                     214841u, 227968u, 227969u, 0xFFFFFFFFu});
     const uint32_t count = (flags & 0x40) ? in.U32() : in.Byte() % 40;
-    const uint32_t angle = in.U32();
-    constexpr size_t kCountAt = kFusionBlockOffset + kFusionCountOffset;
-    constexpr size_t kAngleAt = kFusionBlockOffset + kFusionRotateAngleOffset;
-    memcpy(event.apu_output + kCountAt, &count, sizeof(count));
-    memcpy(event.apu_output + kAngleAt, &angle, sizeof(angle));
+    memcpy(event.apu_output + kFusionBlockOffset + kFusionCountOffset, &count, sizeof(count));
+    in.Bytes(event.apu_output + kFusionBlockOffset + kFusionRotateAngleOffset, sizeof(float));
     // A stride or height: small (most images then stay small, and inputs run fast), or anything
     // at all (an image that does not fit the record is dropped whole).
     const auto dimension = [&in]() -> uint32_t { return in.Bool() ? in.U32() : in.Byte(); };

@@ -181,16 +181,7 @@ struct Harness {
         }
     }
 
-    // Sets a property only when its value changes: a property write allocates.
-    void SetProperty(const char* name, const char* value, const char*& current) {
-        if (strcmp(value, current) == 0) return;
-        property_set(name, value);
-        current = value;
-    }
-
     host::EventBuilder builder;
-    const char* debugBuffer = "";
-    const char* verboseLog = "";
     std::shared_ptr<RemoteCallbackManager> registry = RemoteCallbackManager::GetSingleton();
     std::shared_ptr<Checker> checker = ndk::SharedRefBase::make<Checker>(*builder.event());
     std::shared_ptr<AONManagerCallback> direct = AONManagerCallback::create(checker);
@@ -207,10 +198,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const uint8_t flags = in.Byte();
     const bool direct = (flags & 0x3) % 3 == 0;  // or through the registry
     static const char* const kDebugBufferValues[] = {"", "1", "2", "0x2x"};
-    harness->SetProperty(kDebugBufferProperty, kDebugBufferValues[(flags >> 2) & 0x3],
-                         harness->debugBuffer);
-    harness->SetProperty(kVerboseLogProperty, (flags & 0x10) ? "true" : "false",
-                         harness->verboseLog);
+    property_set(kDebugBufferProperty, kDebugBufferValues[(flags >> 2) & 0x3]);
+    property_set(kVerboseLogProperty, (flags & 0x10) ? "true" : "false");
 
     event.frame_id = in.U32();
     event.frame_width = in.U32();
@@ -249,7 +238,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         Fail("%zu records delivered for one (refused %d)", harness->checker->count - before,
              refused);
     }
-    harness->SetProperty(kDebugBufferProperty, "", harness->debugBuffer);  // frees its entry
-    harness->SetProperty(kVerboseLogProperty, "", harness->verboseLog);
+    property_set(kDebugBufferProperty, "");  // frees what the input's properties allocated
+    property_set(kVerboseLogProperty, "");
     return 0;
 }

@@ -176,20 +176,24 @@ class Session final : public IRemoteCallbackManagerListener {
         }
 
         // Only a living client that is registered, or was when the step began, may have had calls.
-        for (size_t i = 0; i < mClients.size(); ++i) {
+        for (int i = 0; i < static_cast<int>(mClients.size()); ++i) {
             const Client& client = *mClients[i];
-            const int index = static_cast<int>(i);
-            if (!client.dead && (index == mRegistered || index == registeredBefore)) continue;
+            if (!client.dead && (i == mRegistered || i == registeredBefore)) continue;
             if (client.calls() != client.seen) {
-                Fail("client %zu (pid %d) received %zu calls while %s", i, client.remote.pid,
+                Fail("client %d (pid %d) received %zu calls while %s", i, client.remote.pid,
                      client.calls() - client.seen, client.dead ? "dead" : "not registered");
             }
         }
-        CheckStream();
-        const bool held = mWorld.registry->CheckClientHandleRegistered(1);
-        if (held != (mRegistered >= 0)) {
-            Fail("the registry %s a client, the session expects %s", held ? "holds" : "holds no",
-                 mRegistered >= 0 ? "one" : "none");
+        // The stream's calls are looked at once, after the step that made them, and then forgotten.
+        const std::vector<std::string> violations = mWorld.stream.ContractViolations();
+        if (!violations.empty()) Fail("stream called out of order: %s", violations[0].c_str());
+        mWorld.stream.ClearCalls();
+        const int32_t started = World::Manager()->GetServiceTypeStarted();
+        if (started != 0 && !mWorld.stream.IsInitialized()) {
+            Fail("the manager runs types %d on an uninitialised stream", started);
+        }
+        if (mWorld.registry->CheckClientHandleRegistered(1) != (mRegistered >= 0)) {
+            Fail("the registry disagrees with the session, which has client %d", mRegistered);
         }
     }
 
@@ -391,17 +395,6 @@ class Session final : public IRemoteCallbackManagerListener {
         if (target->remote.fake->eventCount() != want) {
             Fail("the registered client received %zu events for one frame (delivered %d)",
                  target->remote.fake->eventCount() - before, delivered);
-        }
-    }
-
-    // The stream's calls are looked at once, after the step that made them, and then forgotten.
-    void CheckStream() {
-        const std::vector<std::string> violations = mWorld.stream.ContractViolations();
-        if (!violations.empty()) Fail("stream called out of order: %s", violations[0].c_str());
-        mWorld.stream.ClearCalls();
-        const int32_t started = World::Manager()->GetServiceTypeStarted();
-        if (started != 0 && !mWorld.stream.IsInitialized()) {
-            Fail("the manager runs types %d on an uninitialised stream", started);
         }
     }
 

@@ -71,7 +71,6 @@ class Watchdog final {
         if (mEnd.get_future().wait_for(bound) == std::future_status::ready) return;
         std::fprintf(stderr, "watchdog: %s did not end within %lld ms\n", what,
                      static_cast<long long>(bound.count()));
-        std::fflush(stderr);
         // gdb, attached to this process, prints every thread's backtrace. Under Yama's ptrace
         // restrictions a child may attach to its parent only when allowed.
         prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY, 0, 0, 0);
@@ -84,8 +83,7 @@ class Watchdog final {
                    static_cast<char*>(nullptr));
             _exit(127);
         }
-        while (child > 0 && waitpid(child, nullptr, 0) < 0) {
-        }
+        if (child > 0) waitpid(child, nullptr, 0);
         std::fprintf(stderr, "watchdog: aborting\n");
         std::abort();
     }
@@ -97,8 +95,7 @@ class Watchdog final {
 using Count = std::atomic<unsigned long long>;
 using tarvo::aon::AONService;
 
-constexpr int kCameraOnStreamSensor = 10;  // sensor 0, the one the clients subscribe
-constexpr int kCameraOnOtherSensor = 11;   // sensor 1
+// Device 10 is on sensor 0, the one the clients subscribe; device 11 on sensor 1.
 
 std::chrono::milliseconds FromEnv(const char* name, double fallbackSeconds) {
     const double seconds = std::getenv(name) != nullptr ? std::atof(std::getenv(name)) : 0;
@@ -232,7 +229,7 @@ void BinderThread(Soak& soak, unsigned seed) {
 // times, as a camera app does on a mode switch.
 void CameraThread(Soak& soak) {
     for (unsigned cycle = 1; !soak.stop; ++cycle) {
-        const int device = cycle % 3 == 0 ? kCameraOnOtherSensor : kCameraOnStreamSensor;
+        const int device = cycle % 3 == 0 ? 11 : 10;
         soak.manager->NotifyOpen(device);
         soak.Pause(std::chrono::milliseconds(5));
         if (cycle % 2 == 0) {
@@ -258,8 +255,8 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
     property_set("vendor.debug.camera.utils.AovDebugBuffer", "2");  // images from the debug block
     host::FakeAovStream::Get().SetSensors({{0, {host::MakeSensorInfo(640, 480, 5, {10, 15, 30})}},
                                            {1, {host::MakeSensorInfo(320, 240, 9, {15})}}});
-    host::SetSensorIdsOfDevice(kCameraOnStreamSensor, {0});
-    host::SetSensorIdsOfDevice(kCameraOnOtherSensor, {1});
+    host::SetSensorIdsOfDevice(10, {0});
+    host::SetSensorIdsOfDevice(11, {1});
 
     Soak soak;
     DeathsInService deaths(*soak.service);
@@ -284,7 +281,6 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
             duration.count() / 1000.0, taken, received, gManagerDrops.load(), gRegistryDrops.load(),
             gRefused.load(), soak.sessions.load(), soak.reopenBursts.load(),
             soak.nestedRefused.load(), soak.nestedServed.load());
-    std::fflush(stdout);
 
     // A frame reaches at most the one registered client, or is dropped or refused on the way,
     // once; a refused one never reaches it.
@@ -298,8 +294,7 @@ TEST(SoakTest, FramesFlowWhileClientsAndTheCameraComeAndGo) {
 
     // Winding down: the camera's devices are closed (a close waits for the previous worker) and
     // the stream is stopped.
-    soak.manager->NotifyClose(kCameraOnStreamSensor);
-    soak.manager->NotifyClose(kCameraOnOtherSensor);
+    for (const int device : {10, 11}) soak.manager->NotifyClose(device);
     EXPECT_EQ(soak.manager->StopService(), 0);
     EXPECT_FALSE(soak.stream.IsInitialized());
     EXPECT_TRUE(soak.stream.ContractViolations().empty())

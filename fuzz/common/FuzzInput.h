@@ -37,13 +37,11 @@ class FuzzInput final {
         return *(choices.begin() + index);
     }
 
-    // Up to `max` bytes (fewer when the input runs out), copied to `out`; returns the count.
-    size_t Bytes(uint8_t* out, size_t max) {
-        const size_t left = mSize - (empty() ? mSize : mOffset);
-        const size_t count = max < left ? max : left;
+    // Up to `max` bytes (fewer when the input runs out), copied to `out`.
+    void Bytes(uint8_t* out, size_t max) {
+        const size_t count = empty() ? 0 : max < mSize - mOffset ? max : mSize - mOffset;
         if (count != 0) std::memcpy(out, mData + mOffset, count);
         mOffset += count;
-        return count;
     }
 
   private:

@@ -1,9 +1,8 @@
 #include "fuzz/common/Harness.h"
 
 #include <android/log.h>
-#include <fcntl.h>
+#include <dirent.h>
 #include <sched.h>
-#include <unistd.h>
 
 #include <cstdarg>
 #include <cstdio>
@@ -35,19 +34,12 @@ void SetUpProcess() {
 }
 
 size_t ThreadCount() {
-    // "pid (comm) state ppid ..." with num_threads the 20th field; comm may hold spaces and
-    // parentheses, so the fields are counted from the last ')'.
-    char buffer[1024];
-    const int fd = open("/proc/self/stat", O_RDONLY | O_CLOEXEC);
-    if (fd < 0) Fail("cannot open /proc/self/stat");
-    const ssize_t length = read(fd, buffer, sizeof(buffer) - 1);
-    close(fd);
-    if (length <= 0) Fail("cannot read /proc/self/stat");
-    buffer[length] = '\0';
-    const char* field = strrchr(buffer, ')');
-    for (int index = 2; field != nullptr && index < 20; ++index) field = strchr(field + 1, ' ');
-    if (field == nullptr) Fail("no thread count in /proc/self/stat");
-    return std::strtoul(field + 1, nullptr, 10);
+    DIR* tasks = opendir("/proc/self/task");  // one entry per thread, and "." and ".."
+    if (tasks == nullptr) Fail("cannot open /proc/self/task");
+    size_t count = 0;
+    while (const dirent* entry = readdir(tasks)) count += entry->d_name[0] != '.';
+    closedir(tasks);
+    return count;
 }
 
 bool WaitForThreadCount(size_t count, std::chrono::milliseconds bound) {

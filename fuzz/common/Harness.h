@@ -23,7 +23,8 @@ namespace fuzz {
 //   sharing a processor.
 void SetUpProcess();
 
-// The number of threads the process has now, read from /proc/self/stat without allocating.
+// The number of threads the process has now, read from /proc/self/task (what it allocates it
+// frees).
 size_t ThreadCount();
 
 // Waits, yielding the processor, until the process has at most `count` threads: the threads

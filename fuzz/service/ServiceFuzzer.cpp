@@ -169,35 +169,36 @@ class Session final : public IRemoteCallbackManagerListener {
         if (code < kFirstInterleaving) {
             PlainStep(in, code % 16, slot);
         } else if (code < kFirstInterleaving + 5) {
-            Burst(in);
+            const int32_t device = kDevices[in.Below(std::size(kDevices))];
+            Burst(device, true, 1 + in.Below(3));
         } else {
             DeathThenRegistration(in, slot);
         }
 
         // Only a living client that is registered, or was when the step began, may have had calls.
-        for (size_t i = 0; i < mClients.size(); ++i) {
+        for (int i = 0; i < static_cast<int>(mClients.size()); ++i) {
             const Client& client = *mClients[i];
-            const int index = static_cast<int>(i);
-            if (!client.dead && (index == mRegistered || index == registeredBefore)) continue;
+            if (!client.dead && (i == mRegistered || i == registeredBefore)) continue;
             if (client.calls() != client.seen) {
-                Fail("client %zu (pid %d) received %zu calls while %s", i, client.remote.pid,
+                Fail("client %d (pid %d) received %zu calls while %s", i, client.remote.pid,
                      client.calls() - client.seen, client.dead ? "dead" : "not registered");
             }
         }
-        CheckStream();
-        const bool held = mWorld.registry->CheckClientHandleRegistered(1);
-        if (held != (mRegistered >= 0)) {
-            Fail("the registry %s a client, the session expects %s", held ? "holds" : "holds no",
-                 mRegistered >= 0 ? "one" : "none");
+        // The stream's calls are looked at once, after the step that made them, and then forgotten.
+        const std::vector<std::string> violations = mWorld.stream.ContractViolations();
+        if (!violations.empty()) Fail("stream called out of order: %s", violations[0].c_str());
+        mWorld.stream.ClearCalls();
+        const int32_t started = World::Manager()->GetServiceTypeStarted();
+        if (started != 0 && !mWorld.stream.IsInitialized()) {
+            Fail("the manager runs types %d on an uninitialised stream", started);
+        }
+        if (mWorld.registry->CheckClientHandleRegistered(1) != (mRegistered >= 0)) {
+            Fail("the registry disagrees with the session, which has client %d", mRegistered);
         }
     }
 
     void TearDown() {
-        mWorld.stream.SetInitResult(1);
-        mWorld.stream.SetUninitResult(1);
-        mWorld.stream.SetNotifySensorStateResult(1);
-        host::SetModuleFactoryAvailable(true);
-        host::SetLogicalDeviceListAvailable(true);
+        for (uint32_t which = 0; which < 5; ++which) SetVendor(which, true);
         host::ClearProperties();
         while (!mCameraHolds.empty()) Notify(false, *mCameraHolds.begin());
         // A stream left initialised by a refused uninit is released through the manager: a start
@@ -231,59 +232,42 @@ class Session final : public IRemoteCallbackManagerListener {
         // The binder methods after registerClient and getAonSensorInfoList take a handle first.
         const int64_t handle = op >= 3 && op <= 8 ? PickHandle(in) : 0;
         std::vector<AONSensorInfo> sensors;
-        switch (op) {
-            case 0:
-            case 1: Register(in); break;
-            case 2:
-                Served(mService->getAonSensorInfoList(&sensors));
-                break;
-            case 3:
-            case 4:
-                Served(mService->subscribeSensor(handle, PickConfig(in)));
-                break;
-            case 5:
-                Served(mService->startService(handle, PickMask(in)));
-                break;
-            case 6:
-                Served(mService->stopService(handle, PickMask(in)));
-                break;
-            case 7:
-                Served(mService->unsubscribeSensor(handle));
-                break;
-            case 8:
-                if (Served(mService->unregisterClient(handle))) mRegistered = -1;
-                break;
-            case 9:
-                Kill(slot);
-                break;
-            case 11:
-            case 12: Notify(op == 11, kDevices[in.Below(std::size(kDevices))]); break;
-            case 13: {
-                const uint32_t which = in.Below(5);
-                const bool ok = in.Bool();
-                if (which == 0) mWorld.stream.SetInitResult(ok ? 1 : 0);
-                if (which == 1) mWorld.stream.SetUninitResult(ok ? 1 : 0);
-                if (which == 2) mWorld.stream.SetNotifySensorStateResult(ok ? 1 : 0);
-                if (which == 3) host::SetModuleFactoryAvailable(ok);
-                if (which == 4) host::SetLogicalDeviceListAvailable(ok);
-                break;
-            }
-            case 14: {
-                static const char* const kProperties[] = {
-                        "vendor.debug.camera.utils.AovDebugMode",
-                        "vendor.debug.camera.utils.AovBitDepth.Main",
-                        "vendor.debug.camera.utils.AovBitDepth.Sub",
-                        "vendor.debug.camera.utils.AovDebugBuffer",
-                        "vendor.debug.cameralog.enable"};
-                static const char* const kValues[] = {"0", "1", "2", "8", "10", "12", "true", ""};
-                const char* name = kProperties[in.Below(std::size(kProperties))];
-                const std::string value = in.Bool() ? std::to_string(static_cast<int32_t>(in.U32()))
-                                                    : kValues[in.Below(std::size(kValues))];
-                property_set(name, value.c_str());
-                break;
-            }
-            default: DeliverFrame(in); break;
+        if (op <= 1) Register(in);
+        if (op == 2) Served(mService->getAonSensorInfoList(&sensors));
+        if (op == 3 || op == 4) Served(mService->subscribeSensor(handle, PickConfig(in)));
+        if (op == 5) Served(mService->startService(handle, PickMask(in)));
+        if (op == 6) Served(mService->stopService(handle, PickMask(in)));
+        if (op == 7) Served(mService->unsubscribeSensor(handle));
+        if (op == 8 && Served(mService->unregisterClient(handle))) mRegistered = -1;
+        if (op == 9) Kill(slot);
+        if (op == 10 || op == 15) DeliverFrame(in);
+        if (op == 11 || op == 12) Notify(op == 11, kDevices[in.Below(std::size(kDevices))]);
+        if (op == 13) {
+            const uint32_t which = in.Below(5);
+            SetVendor(which, in.Bool());
         }
+        if (op == 14) {  // a property the manager or the event translation reads
+            static const char* const kProperties[] = {
+                    "camera.utils.AovDebugMode", "camera.utils.AovBitDepth.Main",
+                    "camera.utils.AovBitDepth.Sub", "camera.utils.AovDebugBuffer",
+                    "cameralog.enable"};
+            static const char* const kValues[] = {"0", "1", "2", "8", "10", "12", "true", ""};
+            const std::string name =
+                    std::string("vendor.debug.") + kProperties[in.Below(std::size(kProperties))];
+            const std::string value = in.Bool() ? std::to_string(static_cast<int32_t>(in.U32()))
+                                                : kValues[in.Below(std::size(kValues))];
+            property_set(name.c_str(), value.c_str());
+        }
+    }
+
+    // Makes the vendor's init, uninit or notifySensorState, the module factory or the logical
+    // device list fail, or work again.
+    void SetVendor(uint32_t which, bool ok) {
+        if (which == 0) mWorld.stream.SetInitResult(ok ? 1 : 0);
+        if (which == 1) mWorld.stream.SetUninitResult(ok ? 1 : 0);
+        if (which == 2) mWorld.stream.SetNotifySensorStateResult(ok ? 1 : 0);
+        if (which == 3) host::SetModuleFactoryAvailable(ok);
+        if (which == 4) host::SetLogicalDeviceListAvailable(ok);
     }
 
     // The index of the slot's client, a new one if the slot has none or its client died.
@@ -304,13 +288,9 @@ class Session final : public IRemoteCallbackManagerListener {
     void Register(fuzz::FuzzInput& in) {
         const int slot = static_cast<int>(in.Below(kClientSlots));
         const int32_t mask = PickMask(in);
-        // A null callback (0), or the slot's client.
-        const int index = in.Below(8) != 0 ? ClientIn(slot) : -1;
+        if (in.Below(8) != 0) return Register(ClientIn(slot), mask);  // or a null callback
         int64_t handle = 0;
-        if (index >= 0) Register(index, mask);
-        if (index < 0 && mService->registerClient(nullptr, mask, &handle).isOk()) {
-            Fail("registerClient(null) succeeded");
-        }
+        if (mService->registerClient(nullptr, mask, &handle).isOk()) Fail("null registered");
     }
 
     // A registration with a callback always succeeds, with handle 1 (read once the call returned);
@@ -339,42 +319,27 @@ class Session final : public IRemoteCallbackManagerListener {
 
     // --- Camera devices ---
 
-    void Open(int32_t device) {
-        World::Manager()->NotifyOpen(device);
-        mCameraHolds.insert(device);
+    // Tells the manager; Notify then waits until the worker thread it starts has ended.
+    void Tell(bool open, int32_t device) {
+        open ? World::Manager()->NotifyOpen(device) : World::Manager()->NotifyClose(device);
+        open ? (void)mCameraHolds.insert(device) : (void)mCameraHolds.erase(device);
     }
-
-    void Close(int32_t device) {
-        mCameraHolds.erase(device);
-        World::Manager()->NotifyClose(device);
-    }
-
-    // Waits until the workers started since the process had `threads` threads have ended.
-    void WaitForWorkers(size_t threads, int32_t device) {
-        if (!fuzz::WaitForThreadCount(threads, kWorkerBound)) {
-            Fail("the worker for device %d runs on", device);
-        }
-    }
-
-    // Tells the manager, and waits until the worker thread it starts for it has ended.
-    void Notify(bool open, int32_t device) {
-        const size_t threads = fuzz::ThreadCount();
-        open ? Open(device) : Close(device);
-        WaitForWorkers(threads, device);
-    }
+    void Notify(bool open, int32_t device) { Burst(device, open, 0); }
 
     // A camera device closed and opened again, one to three times, without waiting for the
     // manager's workers in between (a closed one is opened first): the vendor hears "opened" last.
-    void Burst(fuzz::FuzzInput& in) {
-        const int32_t device = kDevices[in.Below(std::size(kDevices))];
-        const uint32_t cycles = 1 + in.Below(3);
+    // With no cycles, one notice alone, waited for likewise.
+    void Burst(int32_t device, bool open, uint32_t cycles) {
         const size_t threads = fuzz::ThreadCount();
-        if (mCameraHolds.count(device) == 0) Open(device);
+        if (cycles == 0 || mCameraHolds.count(device) == 0) Tell(open, device);
         for (uint32_t cycle = 0; cycle < cycles; ++cycle) {
-            Close(device);
-            Open(device);
+            Tell(false, device);
+            Tell(true, device);
         }
-        WaitForWorkers(threads, device);
+        if (!fuzz::WaitForThreadCount(threads, kWorkerBound)) {
+            Fail("the worker for device %d runs on", device);
+        }
+        if (cycles == 0) return;
         const std::vector<host::AovCallRecord> notices =
                 mWorld.stream.CallsOf(AovCall::kNotifySensorState);
         if (notices.empty() || notices.back().opened != 1) {
@@ -430,17 +395,6 @@ class Session final : public IRemoteCallbackManagerListener {
         if (target->remote.fake->eventCount() != want) {
             Fail("the registered client received %zu events for one frame (delivered %d)",
                  target->remote.fake->eventCount() - before, delivered);
-        }
-    }
-
-    // The stream's calls are looked at once, after the step that made them, and then forgotten.
-    void CheckStream() {
-        const std::vector<std::string> violations = mWorld.stream.ContractViolations();
-        if (!violations.empty()) Fail("stream called out of order: %s", violations[0].c_str());
-        mWorld.stream.ClearCalls();
-        const int32_t started = World::Manager()->GetServiceTypeStarted();
-        if (started != 0 && !mWorld.stream.IsInitialized()) {
-            Fail("the manager runs types %d on an uninitialised stream", started);
         }
     }
 

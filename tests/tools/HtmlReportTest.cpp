@@ -23,14 +23,9 @@ TEST(HtmlReportTest, ValuesOnceAFrameBusyDropsAndEscapedNames) {
         trace.Append(FrameEntry{id, 0, 0, 0, 0, 0, 0, true});
         for (const char* client : {"<b>&", "two"}) {
             if (id == 3) break;
-            trace.Append(EventEntry{
-                    client,
-                    "",
-                    0,
-                    0,
-                    0,
-                    0,
-                    {{200, "floatArray", true, 14, "[" + std::to_string(id) + ",1,2]"}}});
+            EventEntry event{client, "", 0, 0, 0, 0, {}};
+            event.results = {{200, "floatArray", true, 14, "[" + std::to_string(id) + ",1,2]"}};
+            trace.Append(event);
         }
     }
     trace.Append(DropEntry{"two", 3, "why", DropCause::kManagerBusy});

@@ -200,7 +200,7 @@ void BinderThread(Soak& soak, unsigned seed) {
         int64_t handle = 0;
         const unsigned dieAt = random() % 8;  // 0 to 3: dies before that step
         unsigned step = 0;
-        const auto next = [&] { return step++ != dieAt; };
+        const auto next = [&] { return step++ < dieAt; };  // from the step it dies at, none
         {
             const InService inService;
             if (next()) (void)soak.service->registerClient(client.proxy, 0xF, &handle);

@@ -109,7 +109,18 @@ TEST_F(AONManagerCallbackTest, ResultsComeInBitOrderThenImageThenFrameKeysWithTh
     ASSERT_EQ(mOut->events.size(), 1u);
     EXPECT_EQ(KeysOf(mOut->events[0].results),
               (Keys{100, 101, 102, 103, 200, 300, 400, 700, 701, 702, 703, 0, 1, 2}));
-    // The values are those the lines print; the fuzzer's replay checks every one of them.
+    // The fusion entries' values (the event fuzzer compares the other detectors' blocks): the
+    // angle, the count, the item length, then each item's words, the first converted by value.
+    const std::vector<AONResult>& results = mOut->events[0].results;
+    EXPECT_EQ(results[0].value.get<Tag::floatValue>(), -12.5f);
+    EXPECT_EQ(results[1].value.get<Tag::intValue>(), 2);
+    EXPECT_EQ(results[2].value.get<Tag::intValue>(), 20);
+    std::vector<float> words;
+    for (const host::FusionItem& item : items) {
+        words.push_back(static_cast<float>(item.word0));
+        words.insert(words.end(), item.words.begin(), item.words.end());
+    }
+    EXPECT_EQ(results[3].value.get<Tag::floatArray>(), words);
     char image[128];
     std::snprintf(image, sizeof(image),
                   "image->stride:640, height:480, frame_width:640, frame_height:480, output:%p",
@@ -137,8 +148,8 @@ TEST_F(AONManagerCallbackTest, ResultsComeInBitOrderThenImageThenFrameKeysWithTh
     EXPECT_EQ(log.lines().size(), expected.size());
 }
 
-// Which bit selects which detector, values included, is checked by the event fuzzer's replay; each
-// parser's size check by ResultParsersTest.
+// Which bit selects which detector, the blocks' bytes included, is checked by the event fuzzer's
+// replay; each parser's size check by ResultParsersTest.
 TEST_F(AONManagerCallbackTest, EventsGoOutWhateverTheDetectorsGave) {
     const LogLine kZero =
             HalLine(ANDROID_LOG_WARN, "AONManagerCallback: onCallback serviceType == 0");

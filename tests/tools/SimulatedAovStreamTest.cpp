@@ -8,8 +8,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <filesystem>
-#include <iterator>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -17,6 +15,7 @@
 #include "event/AovEvent.h"
 #include "host/SimulatedAovStream.h"
 #include "host/SyntheticFrame.h"
+#include "tools/common/ThreadWatch.h"
 
 namespace host {
 namespace {
@@ -70,8 +69,7 @@ user_param ParamFor(const std::shared_ptr<IAOVStreamCallback>& callback, int32_t
 }
 
 size_t ThreadCount() {
-    const std::filesystem::directory_iterator tasks("/proc/self/task");
-    return static_cast<size_t>(std::distance(begin(tasks), end(tasks)));
+    return aon_tools::ThreadWatch::Threads().size();
 }
 
 // The frame thread runs while initialised: a refused uninit leaves it going, one that succeeds

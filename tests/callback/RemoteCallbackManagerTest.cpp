@@ -100,14 +100,9 @@ class RemoteCallbackManagerTest : public ::testing::Test {
 // mutex (to compare, link, unlink or find a dead client), so a test that closes the gate and
 // starts one of those operations knows, once the gate reports a thread entered, that the
 // registry's mutex is held by that operation.
-class GatedCallback final
-    : public ::aidl::vendor::tarvo::hardware::camera::aon::IAONServiceCallBack {
+class GatedCallback final : public IAONServiceCallBack {
   public:
-    using Inner = ::aidl::vendor::tarvo::hardware::camera::aon::IAONServiceCallBack;
-    using AONCallBackInfo = ::aidl::vendor::tarvo::hardware::camera::aon::AONCallBackInfo;
-    using AONSensorStateInfo = ::aidl::vendor::tarvo::hardware::camera::aon::AONSensorStateInfo;
-
-    explicit GatedCallback(std::shared_ptr<Inner> inner) : mInner(std::move(inner)) {}
+    explicit GatedCallback(std::shared_ptr<IAONServiceCallBack> inner) : mInner(std::move(inner)) {}
 
     ndk::SpAIBinder asBinder() override {
         gate.Pass();
@@ -130,7 +125,7 @@ class GatedCallback final
     Gate gate{/*open=*/true};
 
   private:
-    const std::shared_ptr<Inner> mInner;
+    const std::shared_ptr<IAONServiceCallBack> mInner;
 };
 
 TEST_F(RemoteCallbackManagerTest, NullCallbackIsRefusedAndUnknownHandleOrDeathIgnored) {

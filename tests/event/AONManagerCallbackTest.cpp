@@ -12,6 +12,7 @@
 #include <iterator>
 #include <mutex>
 #include <string>
+#include <tuple>
 
 #include "event/AONManagerCallback.h"
 #include "event/AovEvent.h"
@@ -90,9 +91,10 @@ std::string Join(const float* values, size_t count) {
 
 TEST_F(AONManagerCallbackTest, ResultsComeInBitOrderThenImageThenFrameKeysWithTheirGatedLines) {
     std::vector<host::FusionItem> items(2);
+    std::vector<float> words;  // what key 103 holds: each item's words, the first by value
     for (int i = 0; i < 2; ++i) {
-        items[i].word0 = 3 - 5 * i;
-        for (int w = 0; w < 19; ++w) items[i].words[w] = i + w / 4.0f;
+        words.push_back(static_cast<float>(items[i].word0 = 3 - 5 * i));
+        for (int w = 0; w < 19; ++w) words.push_back(items[i].words[w] = i + w / 4.0f);
     }
     std::array<float, 14> angle{};
     for (size_t i = 0; i < angle.size(); ++i) angle[i] = 0.5f * i - 1;
@@ -109,18 +111,11 @@ TEST_F(AONManagerCallbackTest, ResultsComeInBitOrderThenImageThenFrameKeysWithTh
     ASSERT_EQ(mOut->events.size(), 1u);
     EXPECT_EQ(KeysOf(mOut->events[0].results),
               (Keys{100, 101, 102, 103, 200, 300, 400, 700, 701, 702, 703, 0, 1, 2}));
-    // The fusion entries' values (the event fuzzer compares the other detectors' blocks): the
-    // angle, the count, the item length, then each item's words, the first converted by value.
-    const std::vector<AONResult>& results = mOut->events[0].results;
-    EXPECT_EQ(results[0].value.get<Tag::floatValue>(), -12.5f);
-    EXPECT_EQ(results[1].value.get<Tag::intValue>(), 2);
-    EXPECT_EQ(results[2].value.get<Tag::intValue>(), 20);
-    std::vector<float> words;
-    for (const host::FusionItem& item : items) {
-        words.push_back(static_cast<float>(item.word0));
-        words.insert(words.end(), item.words.begin(), item.words.end());
-    }
-    EXPECT_EQ(results[3].value.get<Tag::floatArray>(), words);
+    // The fusion entries' values (the event fuzzer compares the other detectors' blocks).
+    const std::vector<AONResult>& r = mOut->events[0].results;
+    EXPECT_EQ(std::tuple(r[0].value.get<Tag::floatValue>(), r[1].value.get<Tag::intValue>(),
+                         r[2].value.get<Tag::intValue>(), r[3].value.get<Tag::floatArray>()),
+              std::tuple(-12.5f, 2, 20, words));
     char image[128];
     std::snprintf(image, sizeof(image),
                   "image->stride:640, height:480, frame_width:640, frame_height:480, output:%p",
